@@ -1,0 +1,260 @@
+/* Types and constants of PKCS#11 v2.20, under their standard names: those that the function list's
+ * declarations need and those that this module answers with or tests for. Structures have natural
+ * alignment, as the standard's Unix profile has it; CK_ULONG is 8 bytes on both platforms served.
+ */
+
+#ifndef PKCS11T_H
+#define PKCS11T_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef unsigned char CK_BYTE;
+typedef CK_BYTE CK_CHAR;
+typedef CK_BYTE CK_UTF8CHAR;
+typedef CK_BYTE CK_BBOOL;
+typedef unsigned long int CK_ULONG;
+typedef CK_ULONG CK_FLAGS;
+typedef void* CK_VOID_PTR;
+typedef CK_BYTE* CK_BYTE_PTR;
+typedef CK_UTF8CHAR* CK_UTF8CHAR_PTR;
+typedef CK_ULONG* CK_ULONG_PTR;
+
+#define CK_TRUE 1
+#define CK_FALSE 0
+
+/* Stands in a CK_ULONG field whose value is not known or not given. */
+#define CK_UNAVAILABLE_INFORMATION (~0UL)
+
+typedef CK_ULONG CK_RV;
+typedef CK_ULONG CK_SLOT_ID;
+typedef CK_ULONG CK_SESSION_HANDLE;
+typedef CK_ULONG CK_OBJECT_HANDLE;
+typedef CK_ULONG CK_OBJECT_CLASS;
+typedef CK_ULONG CK_CERTIFICATE_TYPE;
+typedef CK_ULONG CK_KEY_TYPE;
+typedef CK_ULONG CK_ATTRIBUTE_TYPE;
+typedef CK_ULONG CK_MECHANISM_TYPE;
+typedef CK_ULONG CK_USER_TYPE;
+typedef CK_ULONG CK_STATE;
+typedef CK_ULONG CK_NOTIFICATION;
+
+typedef CK_SLOT_ID* CK_SLOT_ID_PTR;
+typedef CK_SESSION_HANDLE* CK_SESSION_HANDLE_PTR;
+typedef CK_OBJECT_HANDLE* CK_OBJECT_HANDLE_PTR;
+typedef CK_MECHANISM_TYPE* CK_MECHANISM_TYPE_PTR;
+
+typedef struct CK_VERSION {
+  CK_BYTE major;
+  CK_BYTE minor;
+} CK_VERSION;
+
+typedef struct CK_INFO {
+  CK_VERSION cryptokiVersion;
+  CK_UTF8CHAR manufacturerID[32];
+  CK_FLAGS flags;
+  CK_UTF8CHAR libraryDescription[32];
+  CK_VERSION libraryVersion;
+} CK_INFO;
+typedef CK_INFO* CK_INFO_PTR;
+
+typedef struct CK_SLOT_INFO {
+  CK_UTF8CHAR slotDescription[64];
+  CK_UTF8CHAR manufacturerID[32];
+  CK_FLAGS flags;
+  CK_VERSION hardwareVersion;
+  CK_VERSION firmwareVersion;
+} CK_SLOT_INFO;
+typedef CK_SLOT_INFO* CK_SLOT_INFO_PTR;
+
+typedef struct CK_TOKEN_INFO {
+  CK_UTF8CHAR label[32];
+  CK_UTF8CHAR manufacturerID[32];
+  CK_UTF8CHAR model[16];
+  CK_CHAR serialNumber[16];
+  CK_FLAGS flags;
+  CK_ULONG ulMaxSessionCount;
+  CK_ULONG ulSessionCount;
+  CK_ULONG ulMaxRwSessionCount;
+  CK_ULONG ulRwSessionCount;
+  CK_ULONG ulMaxPinLen;
+  CK_ULONG ulMinPinLen;
+  CK_ULONG ulTotalPublicMemory;
+  CK_ULONG ulFreePublicMemory;
+  CK_ULONG ulTotalPrivateMemory;
+  CK_ULONG ulFreePrivateMemory;
+  CK_VERSION hardwareVersion;
+  CK_VERSION firmwareVersion;
+  CK_CHAR utcTime[16];
+} CK_TOKEN_INFO;
+typedef CK_TOKEN_INFO* CK_TOKEN_INFO_PTR;
+
+typedef struct CK_SESSION_INFO {
+  CK_SLOT_ID slotID;
+  CK_STATE state;
+  CK_FLAGS flags;
+  CK_ULONG ulDeviceError;
+} CK_SESSION_INFO;
+typedef CK_SESSION_INFO* CK_SESSION_INFO_PTR;
+
+typedef struct CK_ATTRIBUTE {
+  CK_ATTRIBUTE_TYPE type;
+  CK_VOID_PTR pValue;
+  CK_ULONG ulValueLen;
+} CK_ATTRIBUTE;
+typedef CK_ATTRIBUTE* CK_ATTRIBUTE_PTR;
+
+typedef struct CK_MECHANISM {
+  CK_MECHANISM_TYPE mechanism;
+  CK_VOID_PTR pParameter;
+  CK_ULONG ulParameterLen;
+} CK_MECHANISM;
+typedef CK_MECHANISM* CK_MECHANISM_PTR;
+
+typedef struct CK_MECHANISM_INFO {
+  CK_ULONG ulMinKeySize;
+  CK_ULONG ulMaxKeySize;
+  CK_FLAGS flags;
+} CK_MECHANISM_INFO;
+typedef CK_MECHANISM_INFO* CK_MECHANISM_INFO_PTR;
+
+typedef CK_ULONG CK_RSA_PKCS_MGF_TYPE;
+typedef CK_ULONG CK_RSA_PKCS_OAEP_SOURCE_TYPE;
+
+typedef struct CK_RSA_PKCS_OAEP_PARAMS {
+  CK_MECHANISM_TYPE hashAlg;
+  CK_RSA_PKCS_MGF_TYPE mgf;
+  CK_RSA_PKCS_OAEP_SOURCE_TYPE source;
+  CK_VOID_PTR pSourceData;
+  CK_ULONG ulSourceDataLen;
+} CK_RSA_PKCS_OAEP_PARAMS;
+
+typedef struct CK_RSA_PKCS_PSS_PARAMS {
+  CK_MECHANISM_TYPE hashAlg;
+  CK_RSA_PKCS_MGF_TYPE mgf;
+  CK_ULONG sLen; /* length of the salt in bytes */
+} CK_RSA_PKCS_PSS_PARAMS;
+
+typedef CK_RV (*CK_NOTIFY)(CK_SESSION_HANDLE hSession, CK_NOTIFICATION event,
+                           CK_VOID_PTR pApplication);
+
+typedef struct CK_FUNCTION_LIST CK_FUNCTION_LIST;
+typedef CK_FUNCTION_LIST* CK_FUNCTION_LIST_PTR;
+typedef CK_FUNCTION_LIST_PTR* CK_FUNCTION_LIST_PTR_PTR;
+
+/* Flags of C_WaitForSlotEvent, slots, tokens, sessions and mechanisms. */
+#define CKF_DONT_BLOCK 0x1UL
+
+#define CKF_TOKEN_PRESENT 0x1UL
+#define CKF_REMOVABLE_DEVICE 0x2UL
+#define CKF_HW_SLOT 0x4UL
+
+#define CKF_WRITE_PROTECTED 0x2UL
+#define CKF_USER_PIN_INITIALIZED 0x8UL
+#define CKF_PROTECTED_AUTHENTICATION_PATH 0x100UL
+#define CKF_TOKEN_INITIALIZED 0x400UL
+
+#define CKF_RW_SESSION 0x2UL
+#define CKF_SERIAL_SESSION 0x4UL
+
+#define CKF_ENCRYPT 0x100UL
+#define CKF_DECRYPT 0x200UL
+#define CKF_DIGEST 0x400UL
+#define CKF_SIGN 0x800UL
+#define CKF_SIGN_RECOVER 0x1000UL
+#define CKF_VERIFY 0x2000UL
+#define CKF_VERIFY_RECOVER 0x4000UL
+#define CKF_GENERATE 0x8000UL
+#define CKF_DERIVE 0x80000UL
+
+#define CKU_SO 0UL
+#define CKU_USER 1UL
+
+#define CKS_RO_PUBLIC_SESSION 0UL
+#define CKS_RO_USER_FUNCTIONS 1UL
+#define CKS_RW_PUBLIC_SESSION 2UL
+#define CKS_RW_USER_FUNCTIONS 3UL
+#define CKS_RW_SO_FUNCTIONS 4UL
+
+#define CKO_DATA 0UL
+#define CKO_CERTIFICATE 1UL
+#define CKO_PUBLIC_KEY 2UL
+#define CKO_PRIVATE_KEY 3UL
+#define CKO_SECRET_KEY 4UL
+
+#define CKC_X_509 0UL
+
+#define CKK_RSA 0UL
+
+#define CKA_CLASS 0x0UL
+#define CKA_TOKEN 0x1UL
+#define CKA_PRIVATE 0x2UL
+#define CKA_LABEL 0x3UL
+#define CKA_VALUE 0x11UL
+#define CKA_CERTIFICATE_TYPE 0x80UL
+#define CKA_ISSUER 0x81UL
+#define CKA_SERIAL_NUMBER 0x82UL
+#define CKA_KEY_TYPE 0x100UL
+#define CKA_SUBJECT 0x101UL
+#define CKA_ID 0x102UL
+#define CKA_SENSITIVE 0x103UL
+#define CKA_MODULUS 0x120UL
+#define CKA_EXTRACTABLE 0x162UL
+#define CKA_ALWAYS_AUTHENTICATE 0x202UL
+
+#define CKM_RSA_PKCS 0x1UL
+#define CKM_SHA1_RSA_PKCS 0x6UL
+#define CKM_RSA_PKCS_OAEP 0x9UL
+#define CKM_RSA_PKCS_PSS 0xDUL
+#define CKM_DES3_KEY_GEN 0x131UL
+#define CKM_DES3_CBC 0x133UL
+#define CKM_MD5 0x210UL
+#define CKM_SHA_1 0x220UL
+#define CKM_SHA256 0x250UL
+#define CKM_SHA224 0x255UL
+#define CKM_SHA384 0x260UL
+#define CKM_SHA512 0x270UL
+#define CKM_XOR_BASE_AND_DATA 0x364UL
+#define CKM_AES_CBC 0x1082UL
+
+#define CKR_OK 0x0UL
+#define CKR_HOST_MEMORY 0x2UL
+#define CKR_SLOT_ID_INVALID 0x3UL
+#define CKR_FUNCTION_FAILED 0x6UL
+#define CKR_ARGUMENTS_BAD 0x7UL
+#define CKR_NO_EVENT 0x8UL
+#define CKR_ATTRIBUTE_TYPE_INVALID 0x12UL
+#define CKR_ATTRIBUTE_VALUE_INVALID 0x13UL
+#define CKR_DEVICE_ERROR 0x30UL
+#define CKR_FUNCTION_CANCELED 0x50UL
+#define CKR_FUNCTION_NOT_PARALLEL 0x51UL
+#define CKR_FUNCTION_NOT_SUPPORTED 0x54UL
+#define CKR_KEY_HANDLE_INVALID 0x60UL
+#define CKR_KEY_TYPE_INCONSISTENT 0x63UL
+#define CKR_MECHANISM_INVALID 0x70UL
+#define CKR_MECHANISM_PARAM_INVALID 0x71UL
+#define CKR_OBJECT_HANDLE_INVALID 0x82UL
+#define CKR_OPERATION_ACTIVE 0x90UL
+#define CKR_OPERATION_NOT_INITIALIZED 0x91UL
+#define CKR_PIN_LEN_RANGE 0xA2UL
+#define CKR_SESSION_HANDLE_INVALID 0xB3UL
+#define CKR_SESSION_PARALLEL_NOT_SUPPORTED 0xB4UL
+#define CKR_SESSION_READ_ONLY 0xB5UL
+#define CKR_SESSION_EXISTS 0xB6UL
+#define CKR_SESSION_READ_ONLY_EXISTS 0xB7UL
+#define CKR_SIGNATURE_INVALID 0xC0UL
+#define CKR_SIGNATURE_LEN_RANGE 0xC1UL
+#define CKR_USER_ALREADY_LOGGED_IN 0x100UL
+#define CKR_USER_NOT_LOGGED_IN 0x101UL
+#define CKR_USER_TYPE_INVALID 0x103UL
+#define CKR_USER_ANOTHER_ALREADY_LOGGED_IN 0x104UL
+#define CKR_BUFFER_TOO_SMALL 0x150UL
+#define CKR_CRYPTOKI_NOT_INITIALIZED 0x190UL
+#define CKR_CRYPTOKI_ALREADY_INITIALIZED 0x191UL
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
