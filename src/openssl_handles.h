@@ -1,0 +1,31 @@
+#pragma once
+
+#include <openssl/bio.h>
+#include <openssl/bn.h>
+#include <openssl/crypto.h>
+#include <openssl/ssl.h>
+#include <openssl/x509.h>
+
+#include <memory>
+
+// Owners of the TLS library's objects: each releases its object when it goes out of scope.
+
+namespace brivasign {
+
+struct OpensslDeleter {
+  void operator()(BIO* chain) const { BIO_free_all(chain); }
+  void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+  void operator()(X509* certificate) const { X509_free(certificate); }
+  void operator()(BIGNUM* number) const { BN_free(number); }
+  void operator()(char* text) const { OPENSSL_free(text); }
+  void operator()(unsigned char* bytes) const { OPENSSL_free(bytes); }
+};
+
+using BioPtr = std::unique_ptr<BIO, OpensslDeleter>;  // owns the whole chain
+using SslContextPtr = std::unique_ptr<SSL_CTX, OpensslDeleter>;
+using X509Ptr = std::unique_ptr<X509, OpensslDeleter>;
+using BignumPtr = std::unique_ptr<BIGNUM, OpensslDeleter>;
+using OpensslText = std::unique_ptr<char, OpensslDeleter>;
+using OpensslBytes = std::unique_ptr<unsigned char, OpensslDeleter>;
+
+}  // namespace brivasign
