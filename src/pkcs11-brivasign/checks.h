@@ -1,0 +1,46 @@
+#pragma once
+
+#include <initializer_list>
+
+#include "pkcs11-brivasign/module_state.h"
+#include "pkcs11.h"
+
+// The tests that entry points make before their work. Each yields CKR_OK or its refusal and reads
+// nothing but its arguments and the module's state, so an entry point lists them in the order in
+// which they count and takes the first refusal.
+
+namespace brivasign {
+
+// Returns the first of `results`, in order, that is not CKR_OK, or CKR_OK.
+constexpr CK_RV firstRefusal(std::initializer_list<CK_RV> results) {
+  for (const CK_RV result : results) {
+    if (result != CKR_OK) return result;
+  }
+  return CKR_OK;
+}
+
+// Returns CKR_OK when `condition` holds, else `refusal`.
+constexpr CK_RV require(bool condition, CK_RV refusal) { return condition ? CKR_OK : refusal; }
+
+// Refuses calls outside C_Initialize and C_Finalize.
+inline CK_RV initialized() { return require(moduleInitialized != 0, CKR_CRYPTOKI_NOT_INITIALIZED); }
+
+// Refuses every slot but the one.
+constexpr CK_RV checkSlot(CK_SLOT_ID slotID) {
+  return require(slotID == SLOT_ID, CKR_SLOT_ID_INVALID);
+}
+
+// Refuses every session but the one, and that one while it is closed.
+inline CK_RV checkSession(CK_SESSION_HANDLE hSession) {
+  return require(hSession == SESSION_HANDLE && sessionOpen != 0, CKR_SESSION_HANDLE_INVALID);
+}
+
+// Refuses missing pointers and zero lengths: `present` tells whether all that is needed is there.
+constexpr CK_RV arguments(bool present) { return require(present, CKR_ARGUMENTS_BAD); }
+
+// Returns whether an attribute carries a value: a pointer and a length.
+constexpr bool hasValue(const CK_ATTRIBUTE& attribute) {
+  return attribute.pValue != nullptr && attribute.ulValueLen != 0;
+}
+
+}  // namespace brivasign
