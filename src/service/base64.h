@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace brivasign {
+
+// Returns the `length` bytes at `data` in standard base64 (RFC 4648) with padding, on one line.
+std::string encodeBase64(const unsigned char* data, std::size_t length);
+
+// Decodes `text` (zero-terminated, one line of standard base64) byte by byte into `output`, which
+// must have room for all that it decodes to. Text that does not decode yields fewer bytes or none.
+void decodeBase64(const char* text, unsigned char* output);
+
+}  // namespace brivasign

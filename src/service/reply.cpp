@@ -1,0 +1,94 @@
+#include "service/reply.h"
+
+#include <string_view>
+
+#include "log/log.h"
+#include "service/json.h"
+
+namespace brivasign {
+namespace {
+
+constexpr int CHUNK_SIZE = 3000;  // bytes, terminator of a line included
+constexpr std::string_view UPDATE_HEADER_LINE = "x-app-update-available: true";
+constexpr std::size_t HEADER_END_LENGTH = 2;  // CR LF
+
+// Collects all that `channel` delivers up to its end. Returns null when there is no memory for it.
+BioPtr readToEnd(BIO* channel) {
+  BioPtr reply(BIO_new(BIO_s_mem()));
+  char chunk[CHUNK_SIZE];
+  while (reply != nullptr) {
+    const int count = BIO_read(channel, chunk, CHUNK_SIZE);
+    if (count > 0) {
+      BIO_write(reply.get(), chunk, count);
+    } else if (!BIO_should_retry(channel)) {
+      break;
+    }
+  }
+  return reply;
+}
+
+// Logs what is wrong with a reply and, as a line of its own, its body.
+void logUnusable(const char* message, const std::string& body) {
+  writeLog(message);
+  writeLog(body.c_str());
+}
+
+}  // namespace
+
+std::string readReply(BIO* channel, bool reportsUpdate) {
+  const BioPtr reply = readToEnd(channel);
+  std::string body;
+  if (reply == nullptr) return body;
+
+  bool inBody = false;
+  char chunk[CHUNK_SIZE];
+  for (;;) {
+    const int length = BIO_gets(reply.get(), chunk, CHUNK_SIZE);
+    if (length <= 0) return body;
+    const std::string_view piece(chunk, static_cast<std::size_t>(length));
+    if (reportsUpdate && piece.starts_with(UPDATE_HEADER_LINE)) writeStateFile("atualizar", "1");
+    if (inBody) body.append(piece);
+    if (piece.size() == HEADER_END_LENGTH) inBody = true;
+  }
+}
+
+SignatureReply interpretSignatureReply(const std::string& body) {
+  rapidjson::Document document;
+  if (!parseJson(document, body.c_str())) {
+    logUnusable("Erro no JSON recebido apos envio do desafio:", body);
+    return {};
+  }
+  if (!document.IsObject()) {
+    logUnusable("JSON recebido nao veio como objeto:", body);
+    return {};
+  }
+  if (!document.HasMember("id")) {
+    logUnusable("JSON recebido nao veio com id:", body);
+    return {};
+  }
+  SignatureReply reply;
+  reply.requestNumber = document["id"].GetInt();
+  reply.showsNotification =
+      !document.HasMember("notificacaoEnviada") || document["notificacaoEnviada"].GetBool();
+  return reply;
+}
+
+StatusReply interpretStatusReply(const std::string& body) {
+  rapidjson::Document document;
+  if (!parseJson(document, body.c_str()) || !document.IsObject()) {
+    logUnusable("Erro no JSON recebido na consulta do pedido de assinatura:", body);
+    return {};
+  }
+  if (!document.HasMember("status") || !document.HasMember("desafioAssinado")) {
+    logUnusable("JSON nao veio com status ou desafioAssinado:", body);
+    return {};
+  }
+  const rapidjson::Value& value = document["status"];
+  const std::string_view status(value.GetString(), value.GetStringLength());
+  if (status == "RECUSADO") return {Approval::REFUSED, {}};
+  if (status == "ACEITO") return {Approval::ACCEPTED, document["desafioAssinado"].GetString()};
+  if (status == "AGUARDANDO") return {Approval::WAITING, {}};
+  return {Approval::OTHER, {}};
+}
+
+}  // namespace brivasign

@@ -1,0 +1,79 @@
+#include "service/secure_channel.h"
+
+#include <openssl/pem.h>
+
+#include <csignal>
+#include <cstring>
+
+#include "log/log.h"
+#include "service/trust_anchors.h"
+
+namespace brivasign {
+namespace {
+
+constexpr int VERIFY_DEPTH = 4;
+constexpr const char* CIPHER_LIST = "HIGH:!aNULL:!kRSA:!PSK:!SRP:!MD5:!RC4";
+
+// Loads the trust anchors into the context's store. An anchor that does not parse vouches for
+// nobody; the others still serve.
+void addTrustAnchors(SSL_CTX* context) {
+  for (const char* const text : trustAnchors) {
+    const BioPtr source(BIO_new_mem_buf(text, static_cast<int>(std::strlen(text))));
+    const X509Ptr anchor(PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr));
+    X509_STORE_add_cert(SSL_CTX_get_cert_store(context), anchor.get());
+  }
+}
+
+bool fail(const char* message) {
+  writeLog(message);
+  return false;
+}
+
+// Connects the channel and makes the handshake. Only 0 counts as a failure of either step: a
+// negative result (refused, not resolved, aborted) shows in what the server has to present.
+bool connectAndVerify(BIO* channel, const char* host, const char* port) {
+  BIO_set_conn_port(channel, port);
+  BIO_set_conn_hostname(channel, host);
+
+  SSL* connection = nullptr;
+  BIO_get_ssl(channel, &connection);
+  if (connection == nullptr) return fail("Erro BIO_get_ssl");
+  if (SSL_set_cipher_list(connection, CIPHER_LIST) == 0) return fail("Erro SSL_set_cipher_list");
+  if (SSL_set_tlsext_host_name(connection, host) == 0) {
+    return fail("Erro SSL_set_tlsext_host_name");
+  }
+  if (BIO_do_connect(channel) == 0) return fail("Erro BIO_do_connect");
+  if (BIO_do_handshake(channel) == 0) return fail("Erro BIO_do_handshake");
+
+  const X509Ptr peerCertificate(SSL_get_peer_certificate(connection));
+  if (peerCertificate == nullptr) {
+    return fail("SSL_get_peer_certificate veio NULL - sem certificado, ou sem conexao.");
+  }
+  if (SSL_get_verify_result(connection) != X509_V_OK) return fail("Erro SSL_get_verify_result");
+  return true;
+}
+
+}  // namespace
+
+bool openSecureChannel(SslContextPtr& outContext, BioPtr& outChannel, const char* host,
+                       const char* port) {
+  // A write into a connection that the peer has closed must not end the host process.
+  std::signal(SIGPIPE, SIG_IGN);
+
+  SslContextPtr context(SSL_CTX_new(TLSv1_2_client_method()));
+  if (context == nullptr) return fail("Erro SSL_CTX_new");
+  SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
+  SSL_CTX_set_verify_depth(context.get(), VERIFY_DEPTH);
+  SSL_CTX_set_options(context.get(), 0);
+  addTrustAnchors(context.get());
+
+  BioPtr channel(BIO_new_ssl_connect(context.get()));
+  if (channel == nullptr) return fail("Erro BIO_new_ssl_connect");
+  if (!connectAndVerify(channel.get(), host, port)) return false;
+
+  outContext = std::move(context);
+  outChannel = std::move(channel);
+  return true;
+}
+
+}  // namespace brivasign

@@ -1,0 +1,31 @@
+#include "service/service_environment.h"
+
+#include <cstdlib>
+#include <fstream>
+
+#include "log/log.h"
+#include "log/product_folder.h"
+
+namespace brivasign {
+
+std::int32_t readEnvironmentIndex() {
+  std::ifstream file(productFilePath("ambiente"));
+  if (!file.is_open()) return ENV_PRODUCTION;
+
+  std::string line;
+  std::getline(file, line);
+  const std::int32_t index = std::atoi(line.c_str());  // NOLINT(cert-err34-c): no digits mean 0
+  if (static_cast<std::uint32_t>(index) < ENVIRONMENT_COUNT) return index;
+  writeLog("valor invalido para ambiente, usando valor 2 (producao)");
+  return ENV_PRODUCTION;
+}
+
+std::string readMachineId(std::int32_t index) {
+  const ServiceEnvironment& environment = serviceEnvironments[static_cast<std::size_t>(index)];
+  std::ifstream file(productFilePath(environment.machineIdFile));
+  std::string identifier;
+  std::getline(file, identifier);
+  return identifier;
+}
+
+}  // namespace brivasign
