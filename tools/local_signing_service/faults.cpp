@@ -1,0 +1,41 @@
+#include "faults.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include "http_request.h"
+#include "private_key.h"
+
+namespace localservice {
+namespace {
+
+Handler replyInTurn(const std::vector<std::filesystem::path>& files, std::ostream& log) {
+  std::vector<std::string> replies;
+  replies.reserve(files.size());
+  std::transform(files.begin(), files.end(), std::back_inserter(replies), readFile);
+  return [files, replies, &log, turn = std::size_t{0}](const std::string& request) mutable {
+    const std::size_t index = std::min(turn++, replies.size() - 1);
+    log << printableRequestLine(request) << ": answered with " << files[index].string() << '\n'
+        << std::flush;
+    return Reply{replies[index]};
+  };
+}
+
+}  // namespace
+
+Handler withFaults(Handler handler, const Faults& faults, std::ostream& log) {
+  if (!faults.replyFiles.empty()) {
+    handler = replyInTurn(faults.replyFiles, log);
+  }
+  return [handler = std::move(handler), byteDelay = faults.byteDelay,
+          closeAfter = faults.closeAfter](const std::string& request) {
+    Reply reply = handler(request);
+    reply.byteDelay = byteDelay;
+    reply.closeAfter = closeAfter;
+    return reply;
+  };
+}
+
+}  // namespace localservice
