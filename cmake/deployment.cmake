@@ -3,6 +3,7 @@
 # Included, it offers write_deployment(). As a script it calls it, for a folder that is itself made
 # by the build: cmake -DDEPLOYMENT_DIR=... -DDEPLOYMENT_SOURCE=... -P deployment.cmake
 
+set(DEPLOYMENT_SCRIPT "${CMAKE_CURRENT_LIST_FILE}")
 set(DEPLOYMENT_TEMPLATE "${CMAKE_CURRENT_LIST_DIR}/../src/service/deployment/deployment.cpp.in")
 
 # Sets HOST_<index> and PORT_<index> for each of the four environments in the caller's scope.
