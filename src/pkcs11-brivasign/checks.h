@@ -7,7 +7,8 @@
 
 // The tests that entry points make before their work. Each yields CKR_OK or its refusal and reads
 // nothing but its arguments and the module's state, so an entry point lists them in the order in
-// which they count and takes the first refusal.
+// which they count and takes the first refusal. A test that follows a caller's pointer stands in a
+// list of its own behind them: the pointer need not be good where the call is refused before.
 
 namespace brivasign {
 

@@ -11,6 +11,8 @@
 
 namespace brivasign {
 
+static_assert(sizeof(CK_ULONG) == 8, "handles, lengths and identifiers have 64 bits");
+
 constexpr CK_SLOT_ID SLOT_ID = 1;
 constexpr CK_SESSION_HANDLE SESSION_HANDLE = 1;
 

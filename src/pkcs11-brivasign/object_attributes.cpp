@@ -3,6 +3,7 @@
 #include <openssl/objects.h>
 #include <openssl/x509.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -29,7 +30,7 @@ struct QueriedObject {
 constexpr std::size_t MODULUS_OFFSET = 9;
 constexpr std::size_t MODULUS_LENGTH = 256;
 
-constexpr std::size_t COMMON_NAME_BUFFER_SIZE = 1000;  // terminator included
+constexpr std::size_t COMMON_NAME_LIMIT = 999;  // bytes
 
 // Answers with `length` bytes without reading the caller's length: the caller offers what the
 // attribute's type or an earlier size query tells.
@@ -53,18 +54,27 @@ bool isTooSmall(const CK_ATTRIBUTE& attribute, std::uint64_t length) {
   return attribute.pValue != nullptr && attribute.ulValueLen < length;
 }
 
-// "(" serial number in decimal ") " common name: what a person tells certificates apart by. The
-// common name is the subject's first, as stored, up to its first zero byte.
+// Returns the subject's first common name as stored, nothing converted, up to its first zero byte;
+// empty when there is none.
+std::string commonNameOf(const X509* certificate) {
+  X509_NAME* const subject = X509_get_subject_name(certificate);
+  const int index = X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
+  const X509_NAME_ENTRY* const entry = X509_NAME_get_entry(subject, index);
+  if (entry == nullptr) return {};
+  const ASN1_STRING* const value = X509_NAME_ENTRY_get_data(entry);
+  const auto* const text = reinterpret_cast<const char*>(ASN1_STRING_get0_data(value));
+  const auto length = static_cast<std::size_t>(ASN1_STRING_length(value));
+  return {text, strnlen(text, std::min(length, COMMON_NAME_LIMIT))};
+}
+
+// "(" serial number in decimal ") " common name: what a person tells certificates apart by.
 std::string labelOf(const X509* certificate) {
   const BignumPtr serial(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
   const OpensslText decimal(serial == nullptr ? nullptr : BN_bn2dec(serial.get()));
-  std::array<char, COMMON_NAME_BUFFER_SIZE> commonName = {};
-  X509_NAME_get_text_by_NID(X509_get_subject_name(certificate), NID_commonName, commonName.data(),
-                            static_cast<int>(commonName.size()));
   return std::string("(")
       .append(decimal == nullptr ? "" : decimal.get())
       .append(") ")
-      .append(commonName.data());
+      .append(commonNameOf(certificate));
 }
 
 CK_RV putLabel(CK_ATTRIBUTE& attribute, const X509* certificate) {
@@ -169,8 +179,8 @@ CK_RV C_GetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
 
   // An entry that fails does not stop the others; the last failure is the result.
   CK_RV result = CKR_OK;
-  for (CK_ATTRIBUTE* attribute = pTemplate; attribute != pTemplate + ulCount; ++attribute) {
-    if (const CK_RV failure = answer(*attribute, object)) result = failure;
+  for (CK_ULONG i = 0; i < ulCount; ++i) {
+    if (const CK_RV failure = answer(pTemplate[i], object)) result = failure;
   }
   return result;
 }

@@ -40,7 +40,17 @@ struct FindState {
 };
 
 std::int64_t findClass;
-FindState findState;
+
+// Not destroyed at exit, because a host's exit handler may still search.
+union SearchMemory {
+  FindState state = {};
+  ~SearchMemory() {}
+};
+SearchMemory searchMemory;
+FindState& findState = searchMemory.state;
+
+// Unloading the library releases the filters of an abandoned search.
+[[gnu::destructor]] void releaseFilters() { findState = {}; }
 
 // Appends the handles of certificate `id` to `phObject` at `count` when the certificate matches.
 using Match = void (*)(CK_OBJECT_HANDLE_PTR phObject, CK_ULONG& count, std::int32_t id);
@@ -212,8 +222,8 @@ CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate,
   }
   findClass = FIND_CLASS_ANY;
   findState = {};
-  for (const CK_ATTRIBUTE* attribute = pTemplate; attribute != pTemplate + ulCount; ++attribute) {
-    if (const CK_RV refusal = takeAttribute(*attribute)) return refusal;
+  for (CK_ULONG i = 0; i < ulCount; ++i) {
+    if (const CK_RV refusal = takeAttribute(pTemplate[i])) return refusal;
   }
   return advance(rules::FIND_OBJECTS_INIT);
 }

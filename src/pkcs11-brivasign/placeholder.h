@@ -53,8 +53,10 @@ inline CK_RV acceptBytes(const OperationRule& rule, CK_SESSION_HANDLE hSession, 
 // Returns CKR_OK, CKR_ARGUMENTS_BAD or CKR_ATTRIBUTE_VALUE_INVALID.
 inline CK_RV checkTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count) {
   if (attributes == nullptr || count == 0) return CKR_ARGUMENTS_BAD;
-  return require(std::all_of(attributes, attributes + count, hasValue),
-                 CKR_ATTRIBUTE_VALUE_INVALID);
+  for (CK_ULONG i = 0; i < count; ++i) {
+    if (!hasValue(attributes[i])) return CKR_ATTRIBUTE_VALUE_INVALID;
+  }
+  return CKR_OK;
 }
 
 }  // namespace brivasign

@@ -13,9 +13,11 @@ constexpr CK_BYTE BYTE_MASK = 0xAB;
 CK_RV startCipher(const OperationRule& rule, CK_SESSION_HANDLE hSession,
                   const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE hKey, CK_OBJECT_HANDLE rsaKey) {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rule), checkSession(hSession),
-                        checkMechanism(mechanism, {CKM_RSA_PKCS, CKM_RSA_PKCS_OAEP, CKM_DES3_CBC,
-                                                   CKM_AES_CBC})})) {
+          firstRefusal({initialized(), operation(rule), checkSession(hSession)})) {
+    return refusal;
+  }
+  if (const CK_RV refusal =
+          checkMechanism(mechanism, {CKM_RSA_PKCS, CKM_RSA_PKCS_OAEP, CKM_DES3_CBC, CKM_AES_CBC})) {
     return refusal;
   }
   const bool isRsa =

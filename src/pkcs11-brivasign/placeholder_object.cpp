@@ -60,10 +60,10 @@ CK_RV C_SetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
                         arguments(pTemplate != nullptr && ulCount != 0)})) {
     return refusal;
   }
-  for (const CK_ATTRIBUTE* attribute = pTemplate; attribute != pTemplate + ulCount; ++attribute) {
-    const bool settable = attribute->type == CKA_LABEL || attribute->type == CKA_VALUE;
+  for (CK_ULONG i = 0; i < ulCount; ++i) {
+    const bool settable = pTemplate[i].type == CKA_LABEL || pTemplate[i].type == CKA_VALUE;
     if (!settable) return CKR_ATTRIBUTE_TYPE_INVALID;
-    if (!hasValue(*attribute)) return CKR_ATTRIBUTE_VALUE_INVALID;
+    if (!hasValue(pTemplate[i])) return CKR_ATTRIBUTE_VALUE_INVALID;
   }
   return CKR_OK;
 }

@@ -16,8 +16,11 @@ CK_RV startWithKey(const OperationRule& rule, CK_SESSION_HANDLE hSession,
                    const CK_MECHANISM* mechanism, std::initializer_list<CK_MECHANISM_TYPE> accepted,
                    CK_OBJECT_HANDLE hKey, CK_OBJECT_HANDLE expectedKey) {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rule), checkSession(hSession),
-                        checkMechanism(mechanism, accepted),
+          firstRefusal({initialized(), operation(rule), checkSession(hSession)})) {
+    return refusal;
+  }
+  if (const CK_RV refusal =
+          firstRefusal({checkMechanism(mechanism, accepted),
                         require(hKey == expectedKey, CKR_KEY_TYPE_INCONSISTENT)})) {
     return refusal;
   }
