@@ -29,6 +29,7 @@ void writeLog(const char* message) {
 
   const std::time_t now = std::time(nullptr);
   std::tm local = {};
+  tzset();  // the zone may have changed while the host runs
   localtime_r(&now, &local);
   std::fprintf(file.get(), "%d-%02d-%02d %02d:%02d:%02d [%s] %s\n", local.tm_year + 1900,
                local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,

@@ -143,7 +143,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
   CK_RV result = CKR_OK;
   if (pSignature != nullptr) {
     result = signAtService(pData, ulDataLen, pSignature);
-    advance(rules::SIGN);
+    activeOperation = OP_NONE;
   }
   *pulSignatureLen = SIGNATURE_LENGTH;
   signPssParams = nullptr;

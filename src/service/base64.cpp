@@ -2,7 +2,6 @@
 
 #include <openssl/evp.h>
 
-#include <algorithm>
 #include <cstring>
 
 #include "openssl_handles.h"
@@ -10,15 +9,8 @@
 namespace brivasign {
 
 std::string encodeBase64(const unsigned char* data, std::size_t length) {
-  // The encoder counts in int; whole groups of three bytes join without padding between them.
-  constexpr std::size_t MOST_AT_ONCE = 3 * 1024 * 1024;
   std::string text((length + 2) / 3 * 4, '\0');
-  char* end = text.data();
-  for (std::size_t done = 0; done < length; done += MOST_AT_ONCE) {
-    const std::size_t count = std::min(MOST_AT_ONCE, length - done);
-    end += EVP_EncodeBlock(reinterpret_cast<unsigned char*>(end), data + done,
-                           static_cast<int>(count));
-  }
+  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), data, static_cast<int>(length));
   return text;
 }
 

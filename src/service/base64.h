@@ -1,11 +1,16 @@
 #pragma once
 
+#include <climits>
 #include <cstddef>
 #include <string>
 
 namespace brivasign {
 
-// Returns the `length` bytes at `data` in standard base64 (RFC 4648) with padding, on one line.
+// The encoder counts in int, which the text must fit too. Bytes.
+constexpr std::size_t MOST_ENCODED = INT_MAX / 2;
+
+// Returns the `length` bytes at `data`, at most MOST_ENCODED, in standard base64 (RFC 4648) with
+// padding, on one line.
 std::string encodeBase64(const unsigned char* data, std::size_t length);
 
 // Decodes `text` (zero-terminated, one line of standard base64) byte by byte into `output`, which

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "log/log.h"
 #include "pkcs11-brivasign/module_state.h"
@@ -33,6 +34,7 @@ bool putRequest(BIO* channel, const std::string& request) {
 // Formats the request for the pending signature and logs the path of the host's executable.
 std::string describeRequest(const unsigned char* data, std::size_t dataLength, const char* host,
                             const char* machineId) {
+  std::string challenge = encodeBase64(data, dataLength);
   char path[EXECUTABLE_PATH_SIZE] = {};
   readExecutablePath(path);
   writeLog(path);
@@ -41,7 +43,7 @@ std::string describeRequest(const unsigned char* data, std::size_t dataLength, c
   if (signPssParams != nullptr) names = pssNames(*signPssParams, dataLength);
   const SignatureRequest request = {
       .certificateId = static_cast<std::int32_t>(signCertificateId),
-      .challenge = encodeBase64(data, dataLength),
+      .challenge = std::move(challenge),
       .processId = getpid(),
       .executableName = basename(path),
       .pss = signPssParams != nullptr ? &names : nullptr,
@@ -64,7 +66,8 @@ std::int32_t sendSignatureRequest(const unsigned char* data, std::size_t dataLen
   SslContextPtr context;
   BioPtr channel;
   if (!openSecureChannel(context, channel, host, port)) return 0;
-  if (!putRequest(channel.get(), describeRequest(data, dataLength, host, machineId))) {
+  if (dataLength > MOST_ENCODED ||
+      !putRequest(channel.get(), describeRequest(data, dataLength, host, machineId))) {
     writeLog("Erro BIO_puts");
     return 0;
   }
