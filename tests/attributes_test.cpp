@@ -1,0 +1,133 @@
+#include <tuple>
+
+#include "support/module_test.h"
+
+namespace {
+
+constexpr CK_ATTRIBUTE_TYPE MAY_SIGN = 0x108;
+
+class AttributeQuery : public ModuleTest {
+ protected:
+  AttributeQuery() { openSession(); }
+
+  // The value of one attribute, asked for as consumers do: first its length, then its bytes.
+  std::string value(CK_OBJECT_HANDLE handle, CK_ATTRIBUTE_TYPE type) {
+    CK_ATTRIBUTE attribute = {type, nullptr, 0xEEEE};
+    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_OK) << type;
+    std::string bytes(attribute.ulValueLen + 1, '\xEE');
+    attribute.pValue = bytes.data();
+    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_OK) << type;
+    EXPECT_EQ(bytes.back(), '\xEE') << type;
+    bytes.resize(attribute.ulValueLen);
+    return bytes;
+  }
+};
+
+}  // namespace
+
+TEST_F(AttributeQuery, CertificateAndKeyAnswerFromOneFile) {
+  const std::string file = certificate(issuedBy("CA") + "-set_serial 0x9234") + "more";
+  write("certificados/10.cer", file);
+  const std::string integerOf257Bytes("\2\x82\1\1\0", 5);
+  const std::string modulus = file.substr(file.find(integerOf257Bytes) + 5, 256);
+  const std::string yes(1, '\1');
+  const std::string no(1, '\0');
+  for (const auto& [type, certificate] : Attributes{{CKA_CLASS, number(CKO_CERTIFICATE)},
+                                                    {CKA_TOKEN, yes},
+                                                    {CKA_PRIVATE, no},
+                                                    {CKA_LABEL, "(37428) Example Holder"},
+                                                    {CKA_VALUE, file},
+                                                    {CKA_CERTIFICATE_TYPE, number(CKC_X_509)},
+                                                    {CKA_ISSUER, name("CA")},
+                                                    {CKA_SERIAL_NUMBER, "\x92\x34"},
+                                                    {CKA_KEY_TYPE, number(CKK_RSA)},
+                                                    {CKA_SUBJECT, name("Example Holder")},
+                                                    {CKA_ID, number(10)},
+                                                    {CKA_SENSITIVE, yes},
+                                                    {CKA_MODULUS, modulus},
+                                                    {CKA_EXTRACTABLE, no},
+                                                    {CKA_ALWAYS_AUTHENTICATE, no}}) {
+    EXPECT_EQ(value(10, type), certificate) << type;
+    const std::string key = type == CKA_CLASS     ? number(CKO_PRIVATE_KEY)
+                            : type == CKA_PRIVATE ? yes
+                                                  : certificate;
+    if (type != CKA_VALUE) EXPECT_EQ(value(KEY + 10, type), key) << type;
+  }
+}
+
+TEST_F(AttributeQuery, UnusualCertificates) {
+  using Row = std::tuple<std::string, std::string, std::string>;  // arguments, label, serial number
+  for (const auto& [arguments, label, serial] :
+       std::vector<Row>{{"-set_serial 0", "(0) Example Holder", std::string(1, '\0')},
+                        {"-set_serial -128", "(-128) Example Holder", "\x80"},
+                        {"-subj /O=Nobody", "(4660) ", "\x12\x34"},
+                        {"-set_serial 0xFFFFFFFFFFFFFFFFFF -utf8 -subj /CN=Jo\xC3\xA3o",
+                         "(4722366482869645213695) Jo\xC3\xA3o", std::string(9, '\xFF')}}) {
+    write("certificados/0.cer", certificate(arguments));
+    EXPECT_EQ(value(0, CKA_LABEL), label);
+    EXPECT_EQ(value(0, CKA_SERIAL_NUMBER), serial);
+  }
+  std::string cut = certificate();
+  cut[cut.rfind("Example Holder") + 7] = '\0';  // the subject's; the signature is nobody's matter
+  write("certificados/0.cer", cut);
+  EXPECT_EQ(value(0, CKA_LABEL), "(4660) Example");
+  write("certificados/0.cer", certificate("-newkey rsa:1024 -nodes -keyout /dev/null"));
+  const std::string modulus = value(0, CKA_MODULUS);
+  EXPECT_EQ(modulus.size(), 256U);
+  EXPECT_EQ(modulus.substr(131), std::string(125, '\0')) << "nothing lies behind a 1024-bit key";
+}
+
+TEST_F(AttributeQuery, TheLastFailureCountsAndStopsNothing) {
+  write("certificados/10.cer", certificate());
+  std::string room(8, '\xEE');
+  CK_ULONG objectClass = 99;
+  const CK_ATTRIBUTE refused = {MAY_SIGN, room.data(), 5};
+  const CK_ATTRIBUTE tooShort = {CKA_LABEL, room.data(), 7};
+  const CK_ATTRIBUTE answered = {CKA_CLASS, &objectClass, 0};  // its length is not read
+  for (const bool refusedLast : {false, true}) {
+    std::vector<CK_ATTRIBUTE> list = {refused, tooShort, answered};
+    if (refusedLast) std::swap(list[0], list[1]);
+    objectClass = 99;
+    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, list.data(), 3),
+              refusedLast ? CKR_ATTRIBUTE_TYPE_INVALID : CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(objectClass, CKO_CERTIFICATE);
+    EXPECT_EQ(list[refusedLast ? 1 : 0].ulValueLen, 5U);
+    EXPECT_EQ(list[refusedLast ? 0 : 1].ulValueLen, 21U);
+  }
+  EXPECT_EQ(room, std::string(8, '\xEE'));
+  for (const CK_ATTRIBUTE_TYPE type : {0x86UL, 0x87UL, 0x104UL, 0x105UL, 0x10AUL, 0x110UL, 0x111UL,
+                                       0x121UL, 0x122UL, 0x163UL, 0x170UL, 0x100000000UL}) {
+    CK_ATTRIBUTE attribute = {type, nullptr, 5};
+    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, &attribute, 1), CKR_ATTRIBUTE_TYPE_INVALID);
+    EXPECT_EQ(attribute.ulValueLen, 5U);
+  }
+}
+
+TEST_F(AttributeQuery, TheFileAsAValue) {
+  const std::string file = certificate();
+  write("certificados/10.cer", file);
+  std::string room(file.size(), '\xEE');
+  CK_ATTRIBUTE attribute = {CKA_VALUE, room.data(), file.size() - 1};
+  EXPECT_EQ(p11->C_GetAttributeValue(1, 10, &attribute, 1), CKR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(attribute.ulValueLen, file.size());
+  attribute.ulValueLen = 3;
+  EXPECT_EQ(p11->C_GetAttributeValue(1, KEY + 10, &attribute, 1), CKR_OK);
+  EXPECT_EQ(attribute.ulValueLen, 3U);
+  EXPECT_EQ(room, std::string(file.size(), '\xEE'));
+}
+
+TEST_F(AttributeQuery, HandlesWithoutACertificate) {
+  write("certificados/10.cer", certificate());
+  write("certificados/11.cer", "-----BEGIN CERTIFICATE-----");
+  write("certificados/12.cer", "");
+  std::filesystem::create_directory(folder / "certificados/13.cer");
+  CK_ULONG kept = 99;
+  for (const CK_ULONG handle : {0UL, 11UL, 12UL, 13UL, KEY + 12, KEY + KEY + 10, ~4UL, 10UL}) {
+    if (handle == 10) unsetenv("HOME");
+    CK_ATTRIBUTE attribute = {CKA_CLASS, &kept, 77};
+    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_DEVICE_ERROR) << handle;
+    EXPECT_EQ(attribute.ulValueLen, 77U);
+  }
+  EXPECT_EQ(kept, 99U);
+  EXPECT_EQ(log(), std::vector<std::string>());
+}

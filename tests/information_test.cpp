@@ -1,0 +1,85 @@
+#include <array>
+#include <cstring>
+
+#include "support/module_test.h"
+
+// The constants: library, slot, token and mechanisms.
+
+namespace {
+
+class Information : public ModuleTest {
+ protected:
+  Information() { run("C_Initialize = 0"); }
+
+  // The first `length` bytes of what `text` makes of a structure "info" of 0xEE bytes.
+  std::string filled(std::size_t length, const std::string& text) {
+    std::string bytes(300, '\xEE');
+    pointers["info"] = bytes.data();
+    run(text + " = 0");
+    return bytes.substr(0, length);
+  }
+};
+
+// `text` with zero bytes behind it, `width` bytes in all.
+std::string padded(std::string text, std::size_t width) {
+  text.resize(width, '\0');
+  return text;
+}
+
+}  // namespace
+
+TEST_F(Information, LibrarySlotAndToken) {
+  const std::string version1("\1\0", 2);
+  EXPECT_EQ(filled(82, "C_GetInfo info"),
+            "\2\x14" + padded("KELMAR", 32) + std::string(6, '\xEE') + number(0) +
+                padded("Modulo PKCS#11 KELMAR Quorvent", 32) + "\3\xB");
+  EXPECT_EQ(filled(108, "C_GetSlotInfo 1 info"),
+            padded("Slot Quorvent", 64) + padded("KELMAR", 32) + number(7) + version1 + version1);
+  const auto expectToken = [&](CK_ULONG sessions) {
+    EXPECT_EQ(filled(204, "C_GetTokenInfo 1 info"),
+              padded("Quorvent", 32) + padded("KELMAR", 32) + "KELMAR Quorvent " + padded("1", 16) +
+                  number(0x50A) + number(~0UL) + number(sessions) + number(~0UL) +
+                  number(sessions) + number(256) + number(4) + number(61440) + number(0) +
+                  number(61440) + number(0) + version1 + version1 + padded("", 16));
+  };
+  expectToken(0);
+  run("C_OpenSession 1 4 0 0 &session = 0");
+  expectToken(1);
+  run("C_CloseSession 1 = 0");
+  expectToken(1);
+  run("C_CloseAllSessions 1 = 0");
+  expectToken(0);
+}
+
+TEST_F(Information, ListsFillWhatFitsAndRefuseWithoutATrace) {
+  CK_ULONG list[3] = {9, 9, 9};
+  pointers["list"] = list;
+  run("C_GetSlotList 0 0 &n = 0; n ? 1; n : 0; C_GetSlotList 1 list &n = 150; n ? 0;"
+      "C_GetMechanismList 1 0 &n = 0; n ? 2; n : 1; C_GetMechanismList 1 list &n = 150; n ? 1");
+  EXPECT_THAT(list, testing::ElementsAre(9, 9, 9));
+  run("n : 5; C_GetSlotList 0 list &n = 0; n ? 1");
+  EXPECT_THAT(list, testing::ElementsAre(1, 9, 9));
+  run("n : 3; C_GetMechanismList 1 list &n = 0; n ? 2");
+  EXPECT_THAT(list, testing::ElementsAre(0x1, 0xD, 9));
+}
+
+TEST_F(Information, MechanismsKnownAndUnknown) {
+  std::map<CK_ULONG, std::array<CK_ULONG, 3>> known = {
+      {0x1, {2048, 2048, 0x7B00}}, {0x6, {2048, 2048, 0x2800}},  {0x9, {2048, 2048, 0x300}},
+      {0xD, {2048, 2048, 0x2800}}, {0x131, {192, 192, 0x8000}},  {0x133, {192, 192, 0x300}},
+      {0x220, {0, 0, 0x400}},      {0x364, {128, 256, 0x80000}}, {0x1082, {128, 256, 0x300}}};
+  for (CK_ULONG type = 0; type < 0x2000; ++type) {
+    CK_MECHANISM_INFO info = {9, 9, 9};
+    EXPECT_EQ(p11->C_GetMechanismInfo(1, type, &info),
+              known.contains(type) ? CKR_OK : CKR_MECHANISM_INVALID);
+    known.try_emplace(type, std::array<CK_ULONG, 3>{9, 9, 9});
+    EXPECT_EQ((std::array{info.ulMinKeySize, info.ulMaxKeySize, info.flags}), known[type]) << type;
+  }
+  run("C_GetMechanismInfo 1 100000001 &n = 70");
+}
+
+TEST_F(Information, NoSlotEventEver) {
+  run("slot : 9; C_WaitForSlotEvent 0 &slot 0 = 8; C_WaitForSlotEvent 1 &slot 0 = 8;"
+      "C_WaitForSlotEvent 2 &slot 0 = 7; C_WaitForSlotEvent 100000000 &slot 0 = 7;"
+      "C_WaitForSlotEvent 1 0 0 = 7; C_WaitForSlotEvent 1 &slot &slot = 7; slot ? 9");
+}

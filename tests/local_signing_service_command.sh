@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# The command line of the local signing service: every misuse is one clear line and status 2.
+set -euo pipefail
+service=$1 pki=$2
+scratch=$(mktemp -d)
+trap 'kill %1 2>/dev/null || true; rm -rf "$scratch"' EXIT
+
+# expect STATUS TEXT ARGUMENT...: running with the arguments ends so and says TEXT.
+expect() {
+  local status=0 output
+  output=$("$service" "${@:3}" 2>&1) || status=$?
+  if [[ $status -ne $1 || $output != *"$2"* ]]; then
+    echo "${*:3}: status $status (not $1), says: $output" && exit 1
+  fi
+}
+
+cp -r "$pki" "$scratch/pki"
+rm "$scratch/pki/server.key"
+expect 0 "--approval" --help
+expect 2 "--pki"
+expect 2 "--colour" --pki "$pki" --colour
+expect 2 "--approval" --pki "$pki" --approval perhaps
+expect 2 "--port" --pki "$pki" --port 70000
+expect 2 "nowhere" --pki "$scratch/nowhere"
+expect 2 "server.key" --pki "$scratch/pki"
+
+"$service" --pki "$pki" --port 24432 >"$scratch/out" &
+until grep -q "listening on https://127.0.0.1:24432" "$scratch/out"; do sleep 0.05; done
+expect 2 "24432" --pki "$pki" --port 24432
+kill %1
+wait %1

@@ -1,0 +1,151 @@
+#include <sys/stat.h>
+
+#include "support/module_test.h"
+
+using testing::ElementsAre;
+using testing::UnorderedElementsAreArray;
+
+namespace {
+
+using Handles = std::vector<CK_ULONG>;
+
+const Attributes::value_type CERTIFICATES = {CKA_CLASS, number(CKO_CERTIFICATE)};
+const Attributes::value_type KEYS = {CKA_CLASS, number(CKO_PRIVATE_KEY)};
+
+class Search : public ModuleTest {
+ protected:
+  Search() { openSession(); }
+
+  void cache(const std::string& name, const std::string& content = "") const {
+    write("certificados/" + name, content);
+  }
+
+  CK_RV init(const Attributes& attributes) {
+    std::vector<CK_ATTRIBUTE> list(1);  // never null
+    for (const auto& [type, value] : attributes) {
+      char* const bytes = value.empty() ? nullptr : const_cast<char*>(value.data());
+      list.insert(list.end() - 1, {type, bytes, value.size()});
+    }
+    return p11->C_FindObjectsInit(1, list.data(), attributes.size());
+  }
+
+  // One whole search with room for `max` objects, as announced.
+  Handles find(const Attributes& attributes, CK_ULONG max = 100) {
+    Handles handles(max + 1, 0xEEEE);
+    CK_ULONG count = 0xEEEE;
+    EXPECT_EQ(init(attributes), CKR_OK);
+    EXPECT_EQ(p11->C_FindObjects(1, handles.data(), max, &count), CKR_OK);
+    CK_ULONG more = 0xEEEE;
+    EXPECT_EQ(p11->C_FindObjects(1, handles.data(), max, &more), CKR_OK);
+    EXPECT_EQ(more, 0U) << "all is delivered by the first call";
+    EXPECT_EQ(p11->C_FindObjectsFinal(1), CKR_OK);
+    handles.resize(count);
+    return handles;
+  }
+};
+
+}  // namespace
+
+TEST_F(Search, EntriesAndTheirIdentifiers) {
+  for (const char* name : {"1234.cer", "12abc.cer", "0042.cer", "x.cer.bak", "._99.cer", "-5.cer",
+                           " +8.cer", "2147483647.cer", "1.CER", "2.pem", "cer"}) {
+    cache(name);
+  }
+  std::filesystem::create_directory(folder / "certificados/7.cer");
+  std::filesystem::create_symlink("nowhere", folder / "certificados/9.cer");
+  mkfifo((folder / "certificados/33.cer").c_str(), 0600);  // opening it would never return
+  const Handles ids = {1234, 12, 42, 0, 0, ~4UL, 8, 2147483647, 7, 9, 33};
+  Handles keys;
+  for (const CK_ULONG id : ids) keys.push_back(id == ~4UL ? 0x7FFFFFFB : KEY + id);
+  EXPECT_THAT(find({CERTIFICATES}), UnorderedElementsAreArray(ids));
+  EXPECT_THAT(find({KEYS}), UnorderedElementsAreArray(keys));
+}
+
+TEST_F(Search, NoDirectoryIsAnEmptyOne) {
+  EXPECT_EQ(find({}), Handles());
+  std::filesystem::remove(folder / "certificados");
+  EXPECT_EQ(find({}), Handles());
+  write("certificados", "a file in its place");
+  EXPECT_EQ(find({{CKA_ISSUER, "x"}}), Handles());
+  unsetenv("HOME");
+  EXPECT_EQ(find({}), Handles());
+  EXPECT_EQ(find({KEYS}), Handles());
+}
+
+TEST_F(Search, RoomIsCountedInWholeEntries) {
+  cache("10.cer");
+  cache("11.cer");
+  for (CK_ULONG max = 0; max <= 4; ++max) {
+    const Handles found = find({}, max);
+    ASSERT_EQ(found.size(), (max + 1) / 2 * 2) << "a pair is never split";
+    for (std::size_t i = 0; i < found.size(); i += 2) EXPECT_EQ(found[i + 1], found[i] + KEY);
+  }
+  EXPECT_EQ(find({CERTIFICATES}, 1).size(), 1U);
+  EXPECT_EQ(find({KEYS}, 1).size(), 1U);
+}
+
+TEST_F(Search, ClassesAndFilters) {
+  const std::string byCa = issuedBy("CA");
+  const std::string ana = certificate(byCa + "-subj /CN=Ana");
+  const std::string bia = certificate(byCa + "-subj /CN=Bia");
+  const std::string alone = certificate();
+  cache("10.cer", ana);
+  cache("11.cer", bia);
+  cache("12.cer", alone + "more");
+  cache("13.cer", "-----BEGIN CERTIFICATE-----");
+  cache("x.cer.bak", ana);  // identifier 0, but there is no 0.cer
+  const std::string issuer = name("CA");
+  const std::string subject = name("Ana");
+  const Handles issued = {10, KEY + 10, 11, KEY + 11};
+  const std::vector<std::pair<Attributes, Handles>> searches = {
+      {{{CKA_CLASS, number(CKO_PUBLIC_KEY)}}, {}},
+      {{{CKA_CLASS, number(CKO_DATA)}}, {}},
+      {{{CKA_CLASS, number(CKO_SECRET_KEY)}}, {}},
+      {{{CKA_CLASS, number(0x100000001)}}, {}},
+      {{{CKA_CLASS, number(9)}, CERTIFICATES, {CKA_ID, number(10)}}, {10}},
+      {{CERTIFICATES, {CKA_CLASS, number(9)}, {CKA_ID, number(10)}}, {}},
+      {{{CKA_ISSUER, issuer}}, issued},
+      {{{CKA_SUBJECT, subject}}, {10, KEY + 10}},
+      {{{CKA_SUBJECT, subject.substr(0, subject.size() - 3)}}, {10, KEY + 10, 11, KEY + 11}},
+      {{{CKA_SUBJECT, subject + "x"}}, {}},
+      {{CERTIFICATES, {CKA_SUBJECT, subject}}, {10}},
+      {{KEYS, {CKA_SUBJECT, subject}}, {KEY, KEY + 10, KEY + 11, KEY + 12, KEY + 13}},
+      {{{CKA_VALUE, ana}}, {10}},
+      {{{CKA_VALUE, alone}}, {}},
+      {{{CKA_VALUE, "-----BEGIN CERTIFICATE-----"}}, {13}},
+      {{{CKA_VALUE, bia}, {CKA_SUBJECT, subject}}, {10, KEY + 10}},
+      {{{CKA_ISSUER, subject}, {CKA_SUBJECT, subject}}, {}},
+      {{{CKA_ISSUER, subject}, {CKA_ISSUER, issuer.substr(0, 2)}, {CKA_TOKEN, "?"}}, issued},
+      {{{CKA_ISSUER, issuer}, {CKA_ID, number(11)}, CERTIFICATES}, {10, 11}},
+      {{{CKA_ID, number(99) + "more"}, {CKA_CERTIFICATE_TYPE, "?"}}, {99}},
+      {{{CKA_ID, number(0x100000063)}, KEYS}, {0x100000063 + KEY}},
+      {{{CKA_ID, number(12)}, {CKA_ID, number(0)}, CERTIFICATES}, {0, 10, 11, 12, 13}}};
+  for (std::size_t i = 0; i < searches.size(); ++i) {
+    EXPECT_THAT(find(searches[i].first), UnorderedElementsAreArray(searches[i].second)) << i;
+  }
+}
+
+TEST_F(Search, TemplatesThatAreRefused) {
+  const std::vector<std::pair<Attributes, CK_RV>> rows = {
+      {{{CKA_CLASS, "1234"}}, CKR_ATTRIBUTE_VALUE_INVALID},
+      {{{CKA_TOKEN, ""}}, CKR_ATTRIBUTE_VALUE_INVALID},
+      {{{CKA_LABEL, ""}}, CKR_ATTRIBUTE_VALUE_INVALID},  // the value is looked at first
+      {{{CKA_ISSUER, "kept by nobody"}, {CKA_LABEL, "x"}}, CKR_ATTRIBUTE_TYPE_INVALID},
+      {{{0x180000102, "x"}}, CKR_ATTRIBUTE_TYPE_INVALID},
+      {{{CKA_CLASS, number(0x700000005)}, {CKA_SERIAL_NUMBER, "x"}}, CKR_ATTRIBUTE_TYPE_INVALID}};
+  CK_ULONG count = 0xEEEE;
+  for (const auto& [attributes, result] : rows) {
+    EXPECT_EQ(init(attributes), result);
+    EXPECT_EQ(p11->C_FindObjects(1, nullptr, 0, &count), CKR_OPERATION_NOT_INITIALIZED);
+  }
+  CK_ATTRIBUTE noLength = {CKA_ID, &count, 0};
+  EXPECT_EQ(p11->C_FindObjectsInit(1, &noLength, 1), CKR_ATTRIBUTE_VALUE_INVALID);
+  EXPECT_EQ(init({}), CKR_OK);
+  EXPECT_EQ(p11->C_FindObjects(1, nullptr, 1, &count), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(p11->C_FindObjects(1, nullptr, 0, nullptr), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(count, 0xEEEEU);
+  const std::string attribute = "Tipo de atributo nao tratado em C_FindObjectsInit: ";
+  EXPECT_THAT(log(), ElementsAre(attribute + "     0x3", attribute + "0x80000102",
+                                 "Tipo de classe nao tratado em C_FindObjectsInit:      0x5",
+                                 "unstamped: ", attribute + "    0x82"));
+}

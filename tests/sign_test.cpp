@@ -1,0 +1,172 @@
+#include <tuple>
+
+#include "support/service_test.h"
+
+using localservice::Reply;
+using testing::ElementsAre;
+
+namespace {
+
+using Log = std::vector<std::string>;
+
+class Sign : public ServiceTest {};
+using SignDeathTest = Sign;
+
+constexpr CK_RV CANCELED = CKR_FUNCTION_CANCELED;
+constexpr CK_RV FAILED = CKR_FUNCTION_FAILED;
+const std::string BAD_FILING = "Erro no JSON recebido apos envio do desafio:";
+const std::string NO_OBJECT = "JSON recebido nao veio como objeto:";
+const std::string NO_ID = "JSON recebido nao veio com id:";
+const std::string FILING_FAILED = "Erro ao enviar pedido de assinatura.";
+const std::string BAD_STATE = "Erro no JSON recebido na consulta do pedido de assinatura:";
+const std::string INCOMPLETE = "JSON nao veio com status ou desafioAssinado:";
+
+}  // namespace
+
+TEST_F(Sign, RepliesAndTheirOutcomes) {
+  const std::string longLine(7'000, 'x');
+  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+  using Row = std::tuple<std::vector<Reply>, CK_RV, Log>;
+  const std::string noStatus = R"({"desafioAssinado":""})";
+  const std::vector<Row> rows = {
+      {{FILED, accepted()}, CKR_OK, {}},
+      {{FILED, WAITING, WAITING, accepted()}, CKR_OK, {}},
+      {{FILED, REFUSED}, CANCELED, {}},
+      {{FILED, reply(R"({"status":"aceito","desafioAssinado":1})"), accepted()}, CKR_OK, {}},
+      {{FILED, reply("{\"status\":\"ACEITO\\u0000\",\"desafioAssinado\":1}"), accepted()}, 0, {}},
+      {{FILED, reply("")}, FAILED, {BAD_STATE, ""}},
+      {{FILED, reply("[1,2]")}, FAILED, {BAD_STATE, "[1,2]"}},
+      {{FILED, reply(deep)}, FAILED, {BAD_STATE, deep}},
+      {{FILED, reply(R"({"status":7})")}, FAILED, {INCOMPLETE, R"({"status":7})"}},
+      {{FILED, reply(noStatus)}, FAILED, {INCOMPLETE, noStatus}},
+      {{reply("")}, FAILED, {BAD_FILING, "", FILING_FAILED}},
+      {{reply("{\"id\":7} x")}, FAILED, {BAD_FILING, "{\"id\":7} x", FILING_FAILED}},
+      {{reply("2\r\n{}\r\n0\r\n\r\n", "Transfer-Encoding: chunked\r\n")},
+       FAILED,
+       {BAD_FILING, "2\r", "unstamped: {}\r", "unstamped: 0\r", "unstamped: \r",
+        "unstamped: ", FILING_FAILED}},
+      {{reply(longLine)}, FAILED, {BAD_FILING, longLine, FILING_FAILED}},
+      {{reply(" [1]")}, FAILED, {NO_OBJECT, " [1]", FILING_FAILED}},
+      {{reply(R"({"numero":12})")}, FAILED, {NO_ID, R"({"numero":12})", FILING_FAILED}},
+      {{reply(R"({"id":0,"notificacaoEnviada":false})")}, FAILED, {FILING_FAILED}},
+      // The body begins behind the first line of two bytes, whatever they are.
+      {{{.bytes = "HTTP/1.1 200 OK\na\n{\"id\":\r\n5,\"notificacaoEnviada\":false}\r\n"}, REFUSED},
+       CANCELED,
+       {}}};
+  for (const auto& [script, result, lines] : rows) {
+    std::filesystem::remove(folder / "orvix.log");
+    signature.assign(256, '\xEE');
+    signatureLen = 10;
+    ScriptedService service(script);
+    EXPECT_EQ(sign(), result) << script.back().bytes;
+    EXPECT_EQ(service.requests.size(), script.size());
+    EXPECT_EQ(logOfService(), lines);
+    EXPECT_EQ(signatureLen, 256U);
+    EXPECT_EQ(signature[0], result == CKR_OK ? '\0' : '\xEE');
+    EXPECT_EQ(signOnly(), CKR_OPERATION_NOT_INITIALIZED) << "whatever the outcome, it is over";
+  }
+}
+
+TEST_F(Sign, SignaturesAreDecodedAsFarAsTheyGo) {
+  std::string base64;
+  std::string bytes;
+  for (int i = 0; i < 85; ++i) base64 += "/+8A", bytes += std::string("\xFF\xEF\0", 3);
+  for (const auto& [text, decoded] : std::vector<std::pair<std::string, std::string>>{
+           {base64 + "/w==", bytes + "\xFF"}, {"", ""}, {"QUJD\\u0000QUJD", "ABC"}, {"*", ""}}) {
+    signature.assign(256, '\xEE');
+    ScriptedService service({FILED, accepted(text)});
+    EXPECT_EQ(sign(), CKR_OK);
+    EXPECT_EQ(signature, decoded + std::string(256 - decoded.size(), '\xEE'));
+  }
+}
+
+TEST_F(Sign, WaitsTwoSecondsFromQueryToQueryAndTwentyTimes) {
+  for (const auto& [replyTime, sleep] : std::vector<std::pair<long, unsigned>>{
+           {0, 2'000'000}, {500'000, 1'500'000}, {1'999'999, 1}, {2'000'000, 0}, {3'000'000, 0}}) {
+    std::filesystem::remove(folder / "orvix.log");
+    testclock::sleeps.clear();
+    ScriptedService service({FILED, WAITING});
+    service.replyTime = replyTime;
+    EXPECT_EQ(sign(), CANCELED);
+    EXPECT_EQ(service.requests.size(), 21U);
+    EXPECT_EQ(testclock::sleeps, std::vector<unsigned>(sleep == 0 ? 0 : 19, sleep));
+    EXPECT_THAT(
+        logOfService(),
+        ElementsAre("Retornando CKR_FUNCTION_CANCELED depois de receber 20 vezes AGUARDANDO."));
+  }
+}
+
+TEST_F(Sign, OtherStatesAreNeitherPacedNorCounted) {
+  testclock::sleeps.clear();
+  std::vector<Reply> script(31, reply(R"({"status":"","desafioAssinado":""})"));
+  script.front() = FILED;
+  script.push_back(WAITING);
+  ScriptedService service(script);
+  EXPECT_EQ(sign(), CANCELED);
+  EXPECT_EQ(service.requests.size(), 51U);
+  EXPECT_EQ(testclock::sleeps.size(), 19U);
+}
+
+TEST_F(SignDeathTest, MembersOfTheWrongTypeEndTheProcess) {
+  for (const auto& [filed, state] : std::vector<std::pair<Reply, Reply>>{
+           {reply(R"({"id":"7"})"), WAITING},
+           {reply(R"({"id":3000000000})"), WAITING},
+           {reply(R"({"id":1.0})"), WAITING},
+           {reply(R"({"id":7,"notificacaoEnviada":0})"), WAITING},
+           {FILED, reply(R"({"status":1,"desafioAssinado":null})")},
+           {FILED, reply(R"({"status":"ACEITO","desafioAssinado":null})")}}) {
+    ScriptedService service({filed, state});
+    EXPECT_EXIT(sign(), testing::KilledBySignal(SIGABRT), "") << filed.bytes << state.bytes;
+  }
+}
+
+TEST_F(Sign, InitTestsItsMechanismAndKeyInOrder) {
+  CK_RSA_PKCS_PSS_PARAMS some = {};
+  Log expected;
+  using Row = std::tuple<CK_MECHANISM, CK_OBJECT_HANDLE, CK_RV, std::string>;
+  for (const auto& [wanted, key, result, message] : std::vector<Row>{
+           {{CKM_RSA_PKCS, &some, 0}, 7, CKR_MECHANISM_PARAM_INVALID, ""},
+           {{CKM_RSA_PKCS, nullptr, 1}, 0x80000007, CKR_MECHANISM_PARAM_INVALID, ""},
+           {{CKM_RSA_PKCS, nullptr, 0}, 0x7FFFFFFF, CKR_KEY_TYPE_INCONSISTENT, ""},
+           {{CKM_RSA_PKCS_PSS, &some, 3}, 7, CKR_KEY_TYPE_INCONSISTENT, ""},
+           {{0x40, nullptr, 0}, 7, CKR_MECHANISM_INVALID, "Mecanismo invalido: 0x40"},
+           {{0x10000000D, nullptr, 0}, KEY, CKR_MECHANISM_INVALID, "Mecanismo invalido: 0xd"},
+           {{0x0, nullptr, 0}, KEY, CKR_MECHANISM_INVALID, "Mecanismo invalido: 0"},
+           {{CKM_RSA_PKCS, nullptr, 0}, KEY, CKR_OK, ""},
+           {{CKM_RSA_PKCS_PSS, nullptr, 9}, 0x100000000, CKR_OK, ""}}) {
+    CK_MECHANISM mechanism = wanted;
+    EXPECT_EQ(p11->C_SignInit(1, &mechanism, key), result) << key << ' ' << wanted.mechanism;
+    if (!message.empty()) expected.push_back(message);
+    p11->C_CloseSession(1);
+  }
+  EXPECT_EQ(log(), expected);
+}
+
+TEST_F(Sign, PartsAreAcceptedAndFinishedWithoutTheService) {
+  std::string data(10, '-');
+  CK_MECHANISM rsa = {CKM_RSA_PKCS, nullptr, 0};
+  pointers = {{"D", data.data()}, {"rsa", &rsa}};
+  run("C_SignInit 1 rsa 80000007 = 0; C_Sign 1 0 1 D &n = 7; C_Sign 1 D 0 D &n = 7;"
+      "C_Sign 1 D 1 D 0 = 7; C_SignUpdate 1 D 0 = 7; C_SignUpdate 1 0 1 = 7;"
+      "C_SignFinal 1 D 0 = 7; C_SignFinal 1 0 &n = 0; n ? A; n : 9;"
+      "C_SignFinal 1 D &n = 150; n ? 9; n : 99; C_SignFinal 1 D &n = 0; n ? A");
+  EXPECT_EQ(data, std::string("\0\1\2\3\4\5\6\7\10\11", 10));
+}
+
+TEST_F(Sign, QueuedErrorsFollowTheNextLineOnce) {
+  CK_ATTRIBUTE attribute = {CKA_CLASS, nullptr, 0};
+  EXPECT_EQ(p11->C_GetAttributeValue(1, 99, &attribute, 1), CKR_DEVICE_ERROR);
+  CK_MECHANISM mechanism = {0x40, nullptr, 0};
+  for (int i = 0; i < 2; ++i) p11->C_SignInit(1, &mechanism, KEY);
+  EXPECT_THAT(
+      log(), ElementsAre("Mecanismo invalido: 0x40", "<tls>", "<tls>", "Mecanismo invalido: 0x40"));
+}
+
+TEST_F(Sign, GoesAheadWithoutAHome) {
+  for (const bool isSet : {true, false}) {
+    isSet ? setenv("HOME", (home / "missing").c_str(), 1) : unsetenv("HOME");
+    ScriptedService service({FILED, accepted()});
+    EXPECT_EQ(sign(), CKR_OK);
+    EXPECT_THAT(service.requests[0], testing::HasSubstr("X-BRIVASIGN-UUID: \r\n"));
+  }
+}

@@ -1,0 +1,115 @@
+#include "support/module_test.h"
+
+#include <dlfcn.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+ModuleTest::ModuleTest(const char* modulePath) : library(dlopen(modulePath, RTLD_NOW)) {
+  std::string name = (std::filesystem::temp_directory_path() / "home-XXXXXX").string();
+  home = mkdtemp(name.data());
+  folder = home / "Library/Application Support/Orvix";
+  std::filesystem::create_directories(folder / "certificados");
+  setenv("HOME", home.c_str(), 1);
+  if (library == nullptr) throw std::runtime_error(dlerror());
+  reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"))(&p11);
+}
+
+ModuleTest::~ModuleTest() {
+  dlclose(library);
+  std::filesystem::remove_all(home);
+}
+
+CK_ULONG ModuleTest::valueOf(const std::string& word) {
+  if (word.starts_with('&')) return reinterpret_cast<CK_ULONG>(&numbers[word.substr(1)]);
+  const auto pointer = pointers.find(word);
+  if (pointer != pointers.end()) return reinterpret_cast<CK_ULONG>(pointer->second);
+  return std::stoul(word, nullptr, 16);
+}
+
+CK_RV ModuleTest::call(const std::string& text) {
+  // Each argument is one machine word on the platforms served, so one type calls all functions.
+  using AnyFunction =
+      CK_RV (*)(CK_ULONG, CK_ULONG, CK_ULONG, CK_ULONG, CK_ULONG, CK_ULONG, CK_ULONG, CK_ULONG);
+  std::istringstream words(text);
+  std::string name;
+  words >> name;
+  CK_ULONG a[8] = {};
+  std::string word;
+  for (std::size_t i = 0; words >> word; ++i) a[i] = valueOf(word);
+  const auto function = reinterpret_cast<AnyFunction>(dlsym(library, name.c_str()));
+  return function(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7]);
+}
+
+void ModuleTest::run(const std::string& script) {
+  static const std::regex STATEMENT(R"(\s*(.*\S)\s*([=:?])\s*(\S+)\s*)");
+  std::istringstream statements(script);
+  for (std::string statement; std::getline(statements, statement, ';');) {
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(statement, parts, STATEMENT)) << statement;
+    const CK_ULONG value = valueOf(parts[3]);
+    CK_ULONG& named = numbers[parts[1]];
+    if (parts[2] == ":") named = value;
+    const CK_ULONG found = parts[2] == "=" ? call(parts[1]) : named;
+    EXPECT_EQ(found, value) << statement << " in " << script;
+  }
+}
+
+std::string ModuleTest::read(const std::string& name) const {
+  std::ostringstream content;
+  content << std::ifstream(folder / name, std::ios::binary).rdbuf();
+  return content.str();
+}
+
+void ModuleTest::write(const std::string& name, const std::string& content) const {
+  std::ofstream(folder / name, std::ios::binary) << content;
+}
+
+std::vector<std::string> ModuleTest::log() const {
+  static const std::regex STAMP(R"(\d{4}-[01]\d-[0-3]\d [0-2]\d:[0-5]\d:[0-6]\d \[2\.1\.2\] )");
+  static const std::regex QUEUED(R"([0-9A-F]+:error:.*)");
+  constexpr std::size_t STAMP_LENGTH = 28;
+  std::vector<std::string> messages;
+  std::istringstream lines(read("orvix.log"));
+  for (std::string line; std::getline(lines, line);) {
+    const bool isStamped = std::regex_match(line.substr(0, STAMP_LENGTH), STAMP);
+    messages.push_back(isStamped                        ? line.substr(STAMP_LENGTH)
+                       : std::regex_match(line, QUEUED) ? "<tls>"
+                                                        : "unstamped: " + line);
+  }
+  return messages;
+}
+
+std::string ModuleTest::certificate(const std::string& arguments,
+                                    const std::string& resigning) const {
+  std::string options = " -subj '/CN=Example Holder' " + arguments;
+  if (arguments.find("-set_serial") == std::string::npos) options += " -set_serial 0x1234";
+  if (arguments.find("-newkey") == std::string::npos) options += " -key " USER_KEY;
+  const std::string command = "cd " + home.string() + "; { openssl req -x509 -sha256" + options +
+                              " | openssl x509 " + resigning + " -out made.pem && " +
+                              "openssl x509 -in made.pem -outform DER -out made.der; } 2>made.log";
+  EXPECT_EQ(std::system(command.c_str()), 0) << command;
+  return read("../../../made.der");
+}
+
+std::string ModuleTest::issuedBy(const std::string& commonName) const {
+  EXPECT_NE(certificate("-subj '/CN=" + commonName + "'"), "");
+  std::filesystem::rename(home / "made.pem", home / "ca.pem");
+  return " -CA " + (home / "ca.pem").string() + " -CAkey " USER_KEY " ";
+}
+
+std::string name(const std::string& commonName) {
+  const auto length = static_cast<char>(commonName.size());
+  return std::string{'0',   char(length + 11),
+                     '1',   char(length + 9),
+                     '0',   char(length + 7),
+                     6,     3,
+                     'U',   4,
+                     3,     12,
+                     length} +
+         commonName;
+}
+
+std::string number(CK_ULONG value) { return {reinterpret_cast<const char*>(&value), sizeof value}; }

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <p11-kit/pkcs11.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#define USER_KEY LOCAL_PKI "/users/1001.key"
+
+// The handle of a certificate's private key lies so far above its own.
+constexpr CK_ULONG KEY = 0x80000000;
+
+// A fresh copy of the module, loaded as a consumer does, in a home of its own.
+class ModuleTest : public ::testing::Test {
+ protected:
+  explicit ModuleTest(const char* modulePath = LOCAL_MODULE);
+  ~ModuleTest() override;
+
+  // Calls a function of the module by its text: its name and its arguments, each a hexadecimal
+  // number, the name of a pointer, or "&" and the name of a number.
+  CK_RV call(const std::string& text);
+
+  // Goes through statements separated by semicolons: a call, "=" and its expected result; a number,
+  // ":" and what it becomes; a number, "?" and what it must be.
+  void run(const std::string& script);
+
+  void openSession() { run("C_Initialize = 0; C_OpenSession 1 6 0 0 &session = 0; session ? 1"); }
+
+  // The content of a file of the product folder, "" when there is none.
+  [[nodiscard]] std::string read(const std::string& name) const;
+  void write(const std::string& name, const std::string& content) const;
+
+  // The messages of the log without their time stamps, which are checked; a line of the TLS
+  // library's queue is "<tls>".
+  [[nodiscard]] std::vector<std::string> log() const;
+
+  // A new certificate in DER, made by `openssl req -x509` with `arguments`; by default self-signed
+  // with the key of user 1001, serial number 0x1234 and the name "Example Holder". `resigning` are
+  // arguments of an `openssl x509` that follows. It stays in the file made.pem of the home.
+  [[nodiscard]] std::string certificate(const std::string& arguments = "",
+                                        const std::string& resigning = "") const;
+  // Arguments for one that a new CA of this common name issues.
+  [[nodiscard]] std::string issuedBy(const std::string& commonName) const;
+
+  void* library;
+  CK_FUNCTION_LIST_PTR p11 = nullptr;
+  std::map<std::string, void*> pointers;
+  std::map<std::string, CK_ULONG> numbers;
+  std::filesystem::path home;
+  std::filesystem::path folder;  // the product folder
+
+ private:
+  CK_ULONG valueOf(const std::string& word);
+};
+
+// Attributes as a consumer writes them: type and bytes. No bytes: a null pointer and a length of 0.
+using Attributes = std::vector<std::pair<CK_ATTRIBUTE_TYPE, std::string>>;
+
+// The DER encoding of a distinguished name of one common name.
+std::string name(const std::string& commonName);
+
+// The eight native bytes of `value`.
+std::string number(CK_ULONG value);

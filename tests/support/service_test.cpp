@@ -1,0 +1,60 @@
+#include "support/service_test.h"
+
+using localservice::ListenerOptions;
+using localservice::Reply;
+
+static ListenerOptions usualOptions(std::uint16_t port) {
+  ListenerOptions options;
+  options.port = port;
+  options.certificateFile = LOCAL_PKI "/server.pem";
+  options.keyFile = LOCAL_PKI "/server.key";
+  return options;
+}
+
+ScriptedService::ScriptedService(std::vector<Reply> script, ListenerOptions options)
+    : replies(std::move(script)),
+      listener(options, [this](const std::string& request) { return answer(request); }),
+      thread([this] { listener.serve(); }) {}
+
+ScriptedService::ScriptedService(std::vector<Reply> script, std::uint16_t port)
+    : ScriptedService(std::move(script), usualOptions(port)) {}
+
+ScriptedService::~ScriptedService() {
+  listener.stop();
+  thread.join();
+}
+
+Reply ScriptedService::answer(const std::string& request) {
+  requests.push_back(request);
+  testclock::advance(replyTime);
+  return replies[std::min(requests.size(), replies.size()) - 1];
+}
+
+Reply reply(const std::string& body, const std::string& headers) {
+  return {.bytes = "HTTP/1.1 200 OK\r\n" + headers + "Connection: close\r\n\r\n" + body};
+}
+
+Reply accepted(const std::string& base64) {
+  return reply(R"({"status":"ACEITO","desafioAssinado":")" + base64 + "\"}");
+}
+
+ServiceTest::ServiceTest(const char* modulePath) : ModuleTest(modulePath) { openSession(); }
+
+CK_RV ServiceTest::sign(const std::string& data) {
+  CK_MECHANISM mechanism = {CKM_RSA_PKCS, nullptr, 0};
+  EXPECT_EQ(p11->C_SignInit(1, &mechanism, 0x80000007), CKR_OK);
+  return signOnly(data);
+}
+
+CK_RV ServiceTest::signOnly(const std::string& data) {
+  std::string copy = data;
+  return p11->C_Sign(1, reinterpret_cast<CK_BYTE_PTR>(copy.data()), copy.size(),
+                     reinterpret_cast<CK_BYTE_PTR>(signature.data()), &signatureLen);
+}
+
+std::vector<std::string> ServiceTest::logOfService() const {
+  std::vector<std::string> messages = log();
+  std::erase(messages, executable);
+  std::erase(messages, "<tls>");
+  return messages;
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <thread>
+
+#include "local_signing_service/tls_listener.h"
+#include "support/module_test.h"
+
+// The clock that the module sees: this program's gettimeofday and usleep stand before the system's,
+// so that no test waits in real time.
+namespace testclock {
+
+extern std::vector<unsigned> sleeps;  // what usleep was asked for, in microseconds
+void advance(long microseconds);
+
+}  // namespace testclock
+
+// A service on a thread of this process that answers with a script: reply k to request k, the last
+// one for good.
+class ScriptedService {
+ public:
+  explicit ScriptedService(std::vector<localservice::Reply> script, std::uint16_t port = 24432);
+  ScriptedService(std::vector<localservice::Reply> script, localservice::ListenerOptions options);
+  ~ScriptedService();
+
+  // What has been received, in full. Only between calls of the module.
+  std::vector<std::string> requests;
+
+  // How long, on the tests' clock, the service takes for each reply, in microseconds.
+  long replyTime = 0;
+
+ private:
+  localservice::Reply answer(const std::string& request);
+
+  std::vector<localservice::Reply> replies;
+  localservice::TlsListener listener;
+  std::thread thread;
+};
+
+// A well-formed reply with `body`, and with `headers` (each with its line end) behind the status.
+localservice::Reply reply(const std::string& body, const std::string& headers = "");
+
+// Filed as number 77, without a notification; then the states of it.
+const localservice::Reply FILED = reply(R"({"id":77,"notificacaoEnviada":false})");
+const localservice::Reply WAITING = reply(R"({"status":"AGUARDANDO","desafioAssinado":null})");
+const localservice::Reply REFUSED = reply(R"({"status":"RECUSADO","desafioAssinado":7})");
+localservice::Reply accepted(const std::string& base64 = "AAECAwQ=");
+
+// A module with an open session, and what signing with it takes.
+class ServiceTest : public ModuleTest {
+ protected:
+  explicit ServiceTest(const char* modulePath = LOCAL_MODULE);
+
+  // Signs `data` with PKCS#1 v1.5 and the key of certificate 7 into `signature`.
+  CK_RV sign(const std::string& data = "data");
+  // The same after a C_SignInit of one's own.
+  CK_RV signOnly(const std::string& data = "data");
+
+  // The log without the path of the executable, which every request writes to it, and without the
+  // lines of the TLS library's queue.
+  [[nodiscard]] std::vector<std::string> logOfService() const;
+
+  const std::string executable = std::filesystem::read_symlink("/proc/self/exe");
+  std::string signature = std::string(256, '\xEE');
+  CK_ULONG signatureLen = 10;  // never read
+};

@@ -1,0 +1,161 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <tuple>
+
+#include "support/service_test.h"
+
+// The exact bytes that the service receives, and what its replies do beside the signature.
+
+namespace {
+
+class Wire : public ServiceTest {
+ protected:
+  Wire() {
+    write("maquinaId", "MACHINE-1\nsecond line");
+    setenv("PATH", (home.string() + ":" + getenv("PATH")).c_str(), 1);
+    std::ofstream(home / "osascript") << "#!/bin/sh\nprintf '%s|' \"$@\" >>\"$HOME/shown\"\n";
+    std::filesystem::permissions(home / "osascript", std::filesystem::perms::owner_all);
+  }
+
+  // The request that files `base64`, with the members `names` behind the usual four.
+  [[nodiscard]] std::string filing(const std::string& path, const std::string& machineId,
+                                   const std::string& id, const std::string& base64,
+                                   const std::string& names = "") const {
+    const std::string body = R"({"certificadoId":)" + id + R"(,"desafio":")" + base64 +
+                             R"(","pid":")" + std::to_string(getpid()) + R"(","executavel":")" +
+                             executable.substr(executable.rfind('/') + 1) + '"' + names + '}';
+    return "POST /brivasign-api/api/" + path +
+           "drivers/assinatura HTTP/1.1\r\nHost: localhost\r\n" +
+           "Content-Type: application/json\r\nX-BRIVASIGN-UUID: " + machineId +
+           "\r\nx-app-version: 2.1.2\r\nx-app-so: MACOS_64\r\nConnection: close\r\n" +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body + "\r\n";
+  }
+};
+
+}  // namespace
+
+TEST_F(Wire, RequestsWithAndWithoutPssParameters) {
+  const std::string digest =
+      "\1\2\3\4\5\6\7\10\11\12\13\14\15\16\17\20\21\22\23\24\25\26\27\30\31"
+      "\32\33\34\35\36\37 ";
+  const std::string base64 = "AQIDBAUGBwgJCgsMDQ4PEBESExQVFhcYGRobHB0eHyA=";
+  const std::string saltAsLong = R"(,"tipoPadding":"PSS_SALT_LEN_MD")";
+  const std::string other = R"(,"tipoPadding":"PSS")";
+  using Row = std::tuple<CK_ULONG, CK_ULONG, std::string, std::string, std::string>;
+  std::size_t count = 0;
+  for (const auto& [hash, saltLen, data, encoded, names] : std::vector<Row>{
+           {0x250, 32, digest, base64, R"(,"algoritmoHash":"SHA2_256")" + saltAsLong},
+           {0x255, 20, digest, base64, R"(,"algoritmoHash":"SHA2_224")" + other},
+           {0x260, 0x100000020, digest, base64, R"(,"algoritmoHash":"SHA2_384")" + other},
+           {0x270, 0, digest, base64, R"(,"algoritmoHash":"SHA2_512")" + other},
+           {0x210, 1, "a", "YQ==", R"(,"algoritmoHash":"MD5")" + saltAsLong},
+           {0x220, 2, "ab", "YWI=", R"(,"algoritmoHash":"SHA1")" + saltAsLong},
+           {0x100000250, 2, "abc", "YWJj", R"(,"algoritmoHash":"SHA1")" + other},
+           {0, 0, "abc", "YWJj", ""}}) {
+    CK_RSA_PKCS_PSS_PARAMS parameters = {hash, CKG_MGF1_SHA1, 99};
+    CK_MECHANISM mechanism = {CKM_RSA_PKCS_PSS, hash == 0 ? nullptr : &parameters, 1};
+    ASSERT_EQ(p11->C_SignInit(1, &mechanism, 0x200000005), CKR_OK);
+    parameters.sLen = saltLen;  // kept by reference
+    ScriptedService service({FILED, REFUSED});
+    ASSERT_EQ(signOnly(data), CKR_FUNCTION_CANCELED);
+    ASSERT_EQ(service.requests.size(), 2U);
+    EXPECT_EQ(service.requests[0],
+              filing(hash == 0 ? "" : "v2/", "MACHINE-1", "-2147483643", encoded, names));
+    EXPECT_EQ(service.requests[1],
+              "GET /brivasign-api/api/drivers/assinatura/77 HTTP/1.1\r\nHost: localhost\r\n"
+              "Content-Type: application/json\r\nCache-Control: no-cache\r\nConnection: close\r\n"
+              "X-BRIVASIGN-UUID: MACHINE-1\r\n\r\n");
+    EXPECT_EQ(log(), std::vector<std::string>(++count, executable));
+  }
+}
+
+TEST_F(Wire, ALengthQueryAndASignFinalDropTheParameters) {
+  CK_RSA_PKCS_PSS_PARAMS parameters = {CKM_SHA256, CKG_MGF1_SHA256, 4};
+  CK_MECHANISM mechanism = {CKM_RSA_PKCS_PSS, &parameters, sizeof parameters};
+  for (const bool isFinal : {false, true}) {
+    ASSERT_EQ(p11->C_SignInit(1, &mechanism, 0x80000007), CKR_OK);
+    CK_BYTE byte = 0;
+    EXPECT_EQ(isFinal ? p11->C_SignFinal(9, nullptr, nullptr)
+                      : p11->C_Sign(1, &byte, 1, nullptr, &signatureLen),
+              isFinal ? CKR_SESSION_HANDLE_INVALID : CKR_OK);
+    EXPECT_EQ(signatureLen, isFinal ? 10U : 256U);
+    signatureLen = 10;
+    ScriptedService service({FILED, REFUSED});
+    EXPECT_EQ(signOnly("data"), CKR_FUNCTION_CANCELED);
+    EXPECT_EQ(service.requests.at(0), filing("", "MACHINE-1", "7", "ZGF0YQ=="));
+    signatureLen = 10;
+  }
+}
+
+TEST_F(Wire, NoLengthIsCut) {
+  const std::string machineId(10'000, 'm');
+  write("maquinaId", machineId + "\r\n");
+  ScriptedService service({FILED, REFUSED});
+  EXPECT_EQ(sign(std::string(99'999, 'x')), CKR_FUNCTION_CANCELED);
+  std::string base64;
+  for (int i = 0; i < 33'333; ++i) base64 += "eHh4";
+  EXPECT_EQ(service.requests.at(0), filing("", machineId + "\r", "7", base64));
+}
+
+TEST_F(Wire, EnvironmentAndMachineIdentifierAreReadForEachSignature) {
+  write("maquinaIdDes", "D");
+  write("maquinaIdHom", "\tH ");
+  using Row = std::tuple<std::string, std::uint16_t, std::string>;  // "-": none, "/": a directory
+  for (const auto& [content, port, machineId] : std::vector<Row>{{"-", 24432, "MACHINE-1"},
+                                                                 {"/", 24430, "D"},
+                                                                 {"", 24430, "D"},
+                                                                 {"x1", 24430, "D"},
+                                                                 {"1", 24431, "\tH "},
+                                                                 {" +1.9\n2\n", 24431, "\tH "},
+                                                                 {"2\r\n", 24432, "MACHINE-1"},
+                                                                 {"3 test", 24433, ""},
+                                                                 {"4", 24432, "MACHINE-1"},
+                                                                 {"-1", 24432, "MACHINE-1"}}) {
+    std::filesystem::remove_all(folder / "ambiente");
+    if (content == "/") std::filesystem::create_directory(folder / "ambiente");
+    if (content != "/" && content != "-") write("ambiente", content);
+    ScriptedService service({FILED, REFUSED}, port);
+    EXPECT_EQ(sign(), CKR_FUNCTION_CANCELED) << content;
+    EXPECT_THAT(service.requests.at(0),
+                testing::HasSubstr("X-BRIVASIGN-UUID: " + machineId + "\r\n"));
+  }
+  EXPECT_EQ(logOfService(),
+            std::vector<std::string>(2, "valor invalido para ambiente, usando valor 2 (producao)"));
+}
+
+TEST_F(Wire, UpdateFlagAndNotification) {
+  const std::string update = "x-app-update-available: true";
+  const std::string quiet = R"({"id":77,"notificacaoEnviada":false})";
+  using Row = std::tuple<localservice::Reply, bool, bool>;  // updates, notifies
+  for (const auto& [filed, updates, notifies] : std::vector<Row>{
+           {FILED, false, false},
+           {reply(quiet, update + "\r\n"), true, false},
+           {reply(quiet, update + "ish\r\n"), true, false},
+           {reply(quiet, "X-App-Update-Available: true\r\n"), false, false},
+           {reply(quiet, " " + update + "\r\n"), false, false},
+           {reply("\n" + update), true, false},  // not JSON, but announced
+           {reply(R"({"id":77})"), false, true},
+           {reply(R"({"id":0})"), false, true},
+           {reply(R"({"notificacaoEnviada":true,"id":-5})"), false, true},
+           {{.bytes = "HTTP/1.1 500 Internal Server Error\r\n\r\n{\"id\":12}"}, false, true}}) {
+    std::filesystem::remove(home / "shown");
+    write("atualizar", "an older and longer text");
+    ScriptedService service({filed, reply(quiet, update + "\r\n")});
+    sign();
+    EXPECT_EQ(read("atualizar"), updates ? "1" : "an older and longer text") << filed.bytes;
+    EXPECT_EQ(read("../../../shown"),
+              notifies ? "-e|display notification \"Foi enviado um pedido de PIN para o seu "
+                         "dispositivo.\" with title \"Quorvent\"|"
+                       : "");
+  }
+}
+
+TEST_F(Wire, NotificationThatCannotRunIsLogged) {
+  signal(SIGCHLD, SIG_IGN);  // then the command's end cannot be waited for
+  ScriptedService service({reply(R"({"id":77})"), REFUSED});
+  EXPECT_EQ(sign(), CKR_FUNCTION_CANCELED);
+  EXPECT_THAT(logOfService(),
+              testing::ElementsAre("Problema ao exibir mensagem: -1", "unstamped: "));
+}
