@@ -1,7 +1,5 @@
 #pragma once
 
-#include <initializer_list>
-
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11.h"
 
@@ -13,11 +11,11 @@
 namespace brivasign {
 
 // Returns the first of `results`, in order, that is not CKR_OK, or CKR_OK.
-constexpr CK_RV firstRefusal(std::initializer_list<CK_RV> results) {
-  for (const CK_RV result : results) {
-    if (result != CKR_OK) return result;
-  }
-  return CKR_OK;
+template <class... Results>
+constexpr CK_RV firstRefusal(Results... results) {
+  CK_RV refusal = CKR_OK;
+  static_cast<void>((((refusal = results) != CKR_OK) || ...));
+  return refusal;
 }
 
 // Returns CKR_OK when `condition` holds, else `refusal`.

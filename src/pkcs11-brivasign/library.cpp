@@ -35,7 +35,7 @@ CK_RV C_Finalize(CK_VOID_PTR /*pReserved*/) noexcept {
 }
 
 CK_RV C_GetInfo(CK_INFO_PTR pInfo) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), arguments(pInfo != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), arguments(pInfo != nullptr))) {
     return refusal;
   }
   pInfo->cryptokiVersion = {2, 20};
@@ -47,18 +47,17 @@ CK_RV C_GetInfo(CK_INFO_PTR pInfo) noexcept {
 }
 
 CK_RV C_GetFunctionStatus(CK_SESSION_HANDLE hSession) noexcept {
-  return firstRefusal({initialized(), checkSession(hSession), CKR_FUNCTION_NOT_PARALLEL});
+  return firstRefusal(initialized(), checkSession(hSession), CKR_FUNCTION_NOT_PARALLEL);
 }
 
 CK_RV C_CancelFunction(CK_SESSION_HANDLE hSession) noexcept {
-  return firstRefusal({initialized(), checkSession(hSession), CKR_FUNCTION_NOT_PARALLEL});
+  return firstRefusal(initialized(), checkSession(hSession), CKR_FUNCTION_NOT_PARALLEL);
 }
 
 // The slot never changes, so there is no event to report and, without CKF_DONT_BLOCK too, nothing
 // to wait for.
 CK_RV C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR pSlot, CK_VOID_PTR pReserved) noexcept {
   return firstRefusal(
-      {initialized(),
-       arguments(flags <= CKF_DONT_BLOCK && pSlot != nullptr && pReserved == nullptr),
-       CKR_NO_EVENT});
+      initialized(), arguments(flags <= CKF_DONT_BLOCK && pSlot != nullptr && pReserved == nullptr),
+      CKR_NO_EVENT);
 }

@@ -68,7 +68,7 @@ using namespace brivasign;
 CK_RV C_GetMechanismList(CK_SLOT_ID slotID, CK_MECHANISM_TYPE_PTR pMechanismList,
                          CK_ULONG_PTR pulCount) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSlot(slotID), arguments(pulCount != nullptr)})) {
+          firstRefusal(initialized(), checkSlot(slotID), arguments(pulCount != nullptr))) {
     return refusal;
   }
   if (pMechanismList != nullptr) {
@@ -82,7 +82,7 @@ CK_RV C_GetMechanismList(CK_SLOT_ID slotID, CK_MECHANISM_TYPE_PTR pMechanismList
 CK_RV C_GetMechanismInfo(CK_SLOT_ID slotID, CK_MECHANISM_TYPE type,
                          CK_MECHANISM_INFO_PTR pInfo) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSlot(slotID), arguments(pInfo != nullptr)})) {
+          firstRefusal(initialized(), checkSlot(slotID), arguments(pInfo != nullptr))) {
     return refusal;
   }
   const Mechanism* const known = findMechanism(type);

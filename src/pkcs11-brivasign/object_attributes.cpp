@@ -169,8 +169,8 @@ using namespace brivasign;
 // The operation in progress does not matter: attributes are read during a search and a signature.
 CK_RV C_GetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
                           CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSession(hSession),
-                                          arguments(pTemplate != nullptr && ulCount != 0)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession),
+                                         arguments(pTemplate != nullptr && ulCount != 0))) {
     return refusal;
   }
   const std::uint64_t id = certificateIdOf(hObject);

@@ -44,7 +44,7 @@ std::int64_t findClass;
 // Not destroyed at exit, because a host's exit handler may still search.
 union SearchMemory {
   FindState state = {};
-  ~SearchMemory() {}
+  ~SearchMemory() {}  // NOLINT(modernize-use-equals-default): the default would be deleted
 };
 SearchMemory searchMemory;
 FindState& findState = searchMemory.state;
@@ -215,9 +215,8 @@ using namespace brivasign;
 // A null template is refused even with a count of 0: a search for everything passes a pointer.
 CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate,
                         CK_ULONG ulCount) noexcept {
-  if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rules::FIND_OBJECTS_INIT), checkSession(hSession),
-                        arguments(pTemplate != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), operation(rules::FIND_OBJECTS_INIT),
+                                         checkSession(hSession), arguments(pTemplate != nullptr))) {
     return refusal;
   }
   findClass = FIND_CLASS_ANY;
@@ -230,10 +229,9 @@ CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate,
 
 CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject,
                     CK_ULONG ulMaxObjectCount, CK_ULONG_PTR pulObjectCount) noexcept {
-  if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rules::FIND_OBJECTS), checkSession(hSession),
-                        arguments((ulMaxObjectCount == 0 || phObject != nullptr) &&
-                                  pulObjectCount != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(
+          initialized(), operation(rules::FIND_OBJECTS), checkSession(hSession),
+          arguments((ulMaxObjectCount == 0 || phObject != nullptr) && pulObjectCount != nullptr))) {
     return refusal;
   }
   *pulObjectCount = 0;
@@ -251,8 +249,8 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject,
 }
 
 CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE hSession) noexcept {
-  if (const CK_RV refusal = firstRefusal(
-          {initialized(), operation(rules::FIND_OBJECTS_FINAL), checkSession(hSession)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), operation(rules::FIND_OBJECTS_FINAL),
+                                         checkSession(hSession))) {
     return refusal;
   }
   findState.issuer.reset();

@@ -45,8 +45,8 @@ CK_RV transformBytes(const OperationRule& rule, CK_SESSION_HANDLE hSession, cons
 // The functions that accept data in the state of `rule` and ignore it.
 inline CK_RV acceptBytes(const OperationRule& rule, CK_SESSION_HANDLE hSession, const CK_BYTE* data,
                          CK_ULONG dataLen) {
-  return firstRefusal({initialized(), operation(rule), checkSession(hSession),
-                       arguments(data != nullptr && dataLen != 0)});
+  return firstRefusal(initialized(), operation(rule), checkSession(hSession),
+                      arguments(data != nullptr && dataLen != 0));
 }
 
 // Tests a template that must be there and whose every attribute must carry a value.

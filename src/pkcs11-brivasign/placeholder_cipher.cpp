@@ -12,8 +12,7 @@ constexpr CK_BYTE BYTE_MASK = 0xAB;
 // C_EncryptInit and C_DecryptInit: alike but for their states and the key of the RSA mechanisms.
 CK_RV startCipher(const OperationRule& rule, CK_SESSION_HANDLE hSession,
                   const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE hKey, CK_OBJECT_HANDLE rsaKey) {
-  if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rule), checkSession(hSession)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), operation(rule), checkSession(hSession))) {
     return refusal;
   }
   if (const CK_RV refusal =
@@ -30,8 +29,8 @@ CK_RV startCipher(const OperationRule& rule, CK_SESSION_HANDLE hSession,
 // do, but only a call with a buffer ends the operation.
 CK_RV finishCipher(const OperationRule& rule, CK_SESSION_HANDLE hSession, const CK_BYTE* lastPart,
                    CK_ULONG_PTR lastPartLen) {
-  if (const CK_RV refusal = firstRefusal({initialized(), operation(rule), checkSession(hSession),
-                                          arguments(lastPartLen != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), operation(rule), checkSession(hSession),
+                                         arguments(lastPartLen != nullptr))) {
     return refusal;
   }
   *lastPartLen = 0;
@@ -43,8 +42,8 @@ CK_RV finishCipher(const OperationRule& rule, CK_SESSION_HANDLE hSession, const 
 CK_RV transformBytes(const OperationRule& rule, CK_SESSION_HANDLE hSession, const CK_BYTE* input,
                      CK_ULONG inputLen, CK_BYTE_PTR output, CK_ULONG_PTR outputLen) {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rule), checkSession(hSession),
-                        arguments(input != nullptr && inputLen != 0 && outputLen != nullptr)})) {
+          firstRefusal(initialized(), operation(rule), checkSession(hSession),
+                       arguments(input != nullptr && inputLen != 0 && outputLen != nullptr))) {
     return refusal;
   }
   if (output != nullptr) {

@@ -25,7 +25,7 @@ CK_RV putDigest(const OperationRule& rule, CK_BYTE_PTR pDigest, CK_ULONG_PTR pul
 
 CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rules::DIGEST_INIT), checkSession(hSession)})) {
+          firstRefusal(initialized(), operation(rules::DIGEST_INIT), checkSession(hSession))) {
     return refusal;
   }
   if (const CK_RV refusal = checkMechanism(pMechanism, {CKM_SHA_1})) return refusal;
@@ -34,8 +34,8 @@ CK_RV C_DigestInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism) noex
 
 CK_RV C_Digest(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
                CK_BYTE_PTR pDigest, CK_ULONG_PTR pulDigestLen) noexcept {
-  if (const CK_RV refusal = firstRefusal({acceptBytes(rules::DIGEST, hSession, pData, ulDataLen),
-                                          arguments(pulDigestLen != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(acceptBytes(rules::DIGEST, hSession, pData, ulDataLen),
+                                         arguments(pulDigestLen != nullptr))) {
     return refusal;
   }
   return putDigest(rules::DIGEST, pDigest, pulDigestLen);
@@ -46,15 +46,15 @@ CK_RV C_DigestUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulP
 }
 
 CK_RV C_DigestKey(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hKey) noexcept {
-  return firstRefusal({initialized(), operation(rules::DIGEST_KEY), checkSession(hSession),
-                       require(hKey == MOCK_SECRET_KEY, CKR_OBJECT_HANDLE_INVALID)});
+  return firstRefusal(initialized(), operation(rules::DIGEST_KEY), checkSession(hSession),
+                      require(hKey == MOCK_SECRET_KEY, CKR_OBJECT_HANDLE_INVALID));
 }
 
 CK_RV C_DigestFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pDigest,
                     CK_ULONG_PTR pulDigestLen) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rules::DIGEST_FINAL), checkSession(hSession),
-                        arguments(pulDigestLen != nullptr)})) {
+          firstRefusal(initialized(), operation(rules::DIGEST_FINAL), checkSession(hSession),
+                       arguments(pulDigestLen != nullptr))) {
     return refusal;
   }
   return putDigest(rules::DIGEST_FINAL, pDigest, pulDigestLen);

@@ -8,11 +8,11 @@ using namespace brivasign;
 CK_RV C_GenerateKey(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
                     CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount,
                     CK_OBJECT_HANDLE_PTR phKey) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSession(hSession)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession))) {
     return refusal;
   }
-  if (const CK_RV refusal = firstRefusal(
-          {checkMechanism(pMechanism, {CKM_DES3_KEY_GEN}), arguments(phKey != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(checkMechanism(pMechanism, {CKM_DES3_KEY_GEN}),
+                                         arguments(phKey != nullptr))) {
     return refusal;
   }
   if (const CK_RV refusal = checkTemplate(pTemplate, ulCount)) return refusal;
@@ -36,13 +36,13 @@ CK_RV C_GenerateKeyPair(CK_SESSION_HANDLE /*hSession*/, CK_MECHANISM_PTR /*pMech
 CK_RV C_WrapKey(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
                 CK_OBJECT_HANDLE hWrappingKey, CK_OBJECT_HANDLE hKey, CK_BYTE_PTR pWrappedKey,
                 CK_ULONG_PTR pulWrappedKeyLen) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSession(hSession)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession))) {
     return refusal;
   }
   if (const CK_RV refusal =
-          firstRefusal({checkMechanism(pMechanism, {CKM_RSA_PKCS}),
-                        require(hWrappingKey == MOCK_PUBLIC_KEY && hKey == MOCK_SECRET_KEY,
-                                CKR_KEY_HANDLE_INVALID)})) {
+          firstRefusal(checkMechanism(pMechanism, {CKM_RSA_PKCS}),
+                       require(hWrappingKey == MOCK_PUBLIC_KEY && hKey == MOCK_SECRET_KEY,
+                               CKR_KEY_HANDLE_INVALID))) {
     return refusal;
   }
   return putFixedValue(MOCK_SIGNATURE, pWrappedKey, pulWrappedKeyLen);
@@ -52,13 +52,13 @@ CK_RV C_UnwrapKey(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
                   CK_OBJECT_HANDLE hUnwrappingKey, CK_BYTE_PTR pWrappedKey,
                   CK_ULONG ulWrappedKeyLen, CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulAttributeCount,
                   CK_OBJECT_HANDLE_PTR phKey) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSession(hSession)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession))) {
     return refusal;
   }
   if (const CK_RV refusal = firstRefusal(
-          {checkMechanism(pMechanism, {CKM_RSA_PKCS}),
-           require(hUnwrappingKey == MOCK_PRIVATE_KEY, CKR_KEY_HANDLE_INVALID),
-           arguments(pWrappedKey != nullptr && ulWrappedKeyLen != 0 && phKey != nullptr)})) {
+          checkMechanism(pMechanism, {CKM_RSA_PKCS}),
+          require(hUnwrappingKey == MOCK_PRIVATE_KEY, CKR_KEY_HANDLE_INVALID),
+          arguments(pWrappedKey != nullptr && ulWrappedKeyLen != 0 && phKey != nullptr))) {
     return refusal;
   }
   if (const CK_RV refusal = checkTemplate(pTemplate, ulAttributeCount)) return refusal;
@@ -69,13 +69,13 @@ CK_RV C_UnwrapKey(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
 CK_RV C_DeriveKey(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
                   CK_OBJECT_HANDLE hBaseKey, CK_ATTRIBUTE_PTR /*pTemplate*/,
                   CK_ULONG /*ulAttributeCount*/, CK_OBJECT_HANDLE_PTR phKey) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSession(hSession)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession))) {
     return refusal;
   }
   if (const CK_RV refusal =
-          firstRefusal({checkMechanism(pMechanism, {CKM_XOR_BASE_AND_DATA}),
-                        require(hBaseKey == MOCK_SECRET_KEY, CKR_OBJECT_HANDLE_INVALID),
-                        arguments(phKey != nullptr)})) {
+          firstRefusal(checkMechanism(pMechanism, {CKM_XOR_BASE_AND_DATA}),
+                       require(hBaseKey == MOCK_SECRET_KEY, CKR_OBJECT_HANDLE_INVALID),
+                       arguments(phKey != nullptr))) {
     return refusal;
   }
   *phKey = MOCK_SECRET_KEY;

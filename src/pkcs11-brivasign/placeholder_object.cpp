@@ -17,7 +17,7 @@ CK_RV checkObject(CK_OBJECT_HANDLE hObject) {
 CK_RV C_CreateObject(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount,
                      CK_OBJECT_HANDLE_PTR phObject) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSession(hSession), arguments(phObject != nullptr)})) {
+          firstRefusal(initialized(), checkSession(hSession), arguments(phObject != nullptr))) {
     return refusal;
   }
   if (const CK_RV refusal = checkTemplate(pTemplate, ulCount)) return refusal;
@@ -28,10 +28,9 @@ CK_RV C_CreateObject(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate, CK_
 CK_RV C_CopyObject(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
                    CK_ATTRIBUTE_PTR /*pTemplate*/, CK_ULONG /*ulCount*/,
                    CK_OBJECT_HANDLE_PTR phNewObject) noexcept {
-  if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSession(hSession),
-                        require(hObject == MOCK_OBJECT, CKR_OBJECT_HANDLE_INVALID),
-                        arguments(phNewObject != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession),
+                                         require(hObject == MOCK_OBJECT, CKR_OBJECT_HANDLE_INVALID),
+                                         arguments(phNewObject != nullptr))) {
     return refusal;
   }
   *phNewObject = MOCK_OBJECT;
@@ -39,13 +38,13 @@ CK_RV C_CopyObject(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
 }
 
 CK_RV C_DestroyObject(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject) noexcept {
-  return firstRefusal({initialized(), checkSession(hSession), checkObject(hObject)});
+  return firstRefusal(initialized(), checkSession(hSession), checkObject(hObject));
 }
 
 CK_RV C_GetObjectSize(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
                       CK_ULONG_PTR pulSize) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSession(hSession),
-                                          checkObject(hObject), arguments(pulSize != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession),
+                                         checkObject(hObject), arguments(pulSize != nullptr))) {
     return refusal;
   }
   *pulSize = OBJECT_SIZE;
@@ -56,8 +55,8 @@ CK_RV C_GetObjectSize(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
 CK_RV C_SetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
                           CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSession(hSession), checkObject(hObject),
-                        arguments(pTemplate != nullptr && ulCount != 0)})) {
+          firstRefusal(initialized(), checkSession(hSession), checkObject(hObject),
+                       arguments(pTemplate != nullptr && ulCount != 0))) {
     return refusal;
   }
   for (CK_ULONG i = 0; i < ulCount; ++i) {

@@ -11,8 +11,8 @@ namespace {
 constexpr CK_BYTE RANDOM_BYTE = 0x01;
 
 CK_RV checkBytes(CK_SESSION_HANDLE hSession, const CK_BYTE* bytes, CK_ULONG length) {
-  return firstRefusal(
-      {initialized(), checkSession(hSession), arguments(bytes != nullptr && length != 0)});
+  return firstRefusal(initialized(), checkSession(hSession),
+                      arguments(bytes != nullptr && length != 0));
 }
 
 }  // namespace

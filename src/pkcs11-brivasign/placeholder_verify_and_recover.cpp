@@ -15,13 +15,11 @@ namespace {
 CK_RV startWithKey(const OperationRule& rule, CK_SESSION_HANDLE hSession,
                    const CK_MECHANISM* mechanism, std::initializer_list<CK_MECHANISM_TYPE> accepted,
                    CK_OBJECT_HANDLE hKey, CK_OBJECT_HANDLE expectedKey) {
-  if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rule), checkSession(hSession)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), operation(rule), checkSession(hSession))) {
     return refusal;
   }
-  if (const CK_RV refusal =
-          firstRefusal({checkMechanism(mechanism, accepted),
-                        require(hKey == expectedKey, CKR_KEY_TYPE_INCONSISTENT)})) {
+  if (const CK_RV refusal = firstRefusal(checkMechanism(mechanism, accepted),
+                                         require(hKey == expectedKey, CKR_KEY_TYPE_INCONSISTENT))) {
     return refusal;
   }
   return advance(rule);
@@ -47,9 +45,8 @@ CK_RV C_VerifyInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
 
 CK_RV C_Verify(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
                CK_BYTE_PTR pSignature, CK_ULONG ulSignatureLen) noexcept {
-  if (const CK_RV refusal =
-          firstRefusal({acceptBytes(rules::VERIFY, hSession, pData, ulDataLen),
-                        arguments(pSignature != nullptr && ulSignatureLen != 0)})) {
+  if (const CK_RV refusal = firstRefusal(acceptBytes(rules::VERIFY, hSession, pData, ulDataLen),
+                                         arguments(pSignature != nullptr && ulSignatureLen != 0))) {
     return refusal;
   }
   return verify(rules::VERIFY, pSignature, ulSignatureLen);
@@ -62,8 +59,8 @@ CK_RV C_VerifyUpdate(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulP
 CK_RV C_VerifyFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature,
                     CK_ULONG ulSignatureLen) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rules::VERIFY_FINAL), checkSession(hSession),
-                        arguments(pSignature != nullptr && ulSignatureLen != 0)})) {
+          firstRefusal(initialized(), operation(rules::VERIFY_FINAL), checkSession(hSession),
+                       arguments(pSignature != nullptr && ulSignatureLen != 0))) {
     return refusal;
   }
   return verify(rules::VERIFY_FINAL, pSignature, ulSignatureLen);

@@ -47,9 +47,9 @@ CK_RV checkPinLength(CK_ULONG length) {
 CK_RV C_OpenSession(CK_SLOT_ID slotID, CK_FLAGS flags, CK_VOID_PTR /*pApplication*/,
                     CK_NOTIFY /*Notify*/, CK_SESSION_HANDLE_PTR phSession) noexcept {
   if (const CK_RV refusal = firstRefusal(
-          {initialized(), checkSlot(slotID),
-           require((flags & CKF_SERIAL_SESSION) != 0, CKR_SESSION_PARALLEL_NOT_SUPPORTED),
-           arguments(phSession != nullptr)})) {
+          initialized(), checkSlot(slotID),
+          require((flags & CKF_SERIAL_SESSION) != 0, CKR_SESSION_PARALLEL_NOT_SUPPORTED),
+          arguments(phSession != nullptr))) {
     return refusal;
   }
   static_assert(CKF_RW_SESSION == CKS_RW_PUBLIC_SESSION);
@@ -69,7 +69,7 @@ CK_RV C_CloseSession(CK_SESSION_HANDLE /*hSession*/) noexcept {
 }
 
 CK_RV C_CloseAllSessions(CK_SLOT_ID slotID) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSlot(slotID)})) return refusal;
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSlot(slotID))) return refusal;
   sessionOpen = 0;
   sessionState = CKS_RO_PUBLIC_SESSION;
   activeOperation = OP_NONE;
@@ -78,7 +78,7 @@ CK_RV C_CloseAllSessions(CK_SLOT_ID slotID) noexcept {
 
 CK_RV C_GetSessionInfo(CK_SESSION_HANDLE hSession, CK_SESSION_INFO_PTR pInfo) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSession(hSession), arguments(pInfo != nullptr)})) {
+          firstRefusal(initialized(), checkSession(hSession), arguments(pInfo != nullptr))) {
     return refusal;
   }
   pInfo->slotID = SLOT_ID;
@@ -91,8 +91,8 @@ CK_RV C_GetSessionInfo(CK_SESSION_HANDLE hSession, CK_SESSION_INFO_PTR pInfo) no
 // The PIN is not read: the user authorises each signature on a phone.
 CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR /*pPin*/,
               CK_ULONG /*ulPinLen*/) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), checkSession(hSession),
-                                          require(userType <= CKU_USER, CKR_USER_TYPE_INVALID)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession),
+                                         require(userType <= CKU_USER, CKR_USER_TYPE_INVALID))) {
     return refusal;
   }
   if (sessionState > CKS_RW_SO_FUNCTIONS) return CKR_OK;
@@ -103,34 +103,34 @@ CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR
 
 // The session stays logged in: what a login permits is decided on the phone.
 CK_RV C_Logout(CK_SESSION_HANDLE hSession) noexcept {
-  return firstRefusal(
-      {initialized(), checkSession(hSession), require(isLoggedIn(), CKR_USER_NOT_LOGGED_IN)});
+  return firstRefusal(initialized(), checkSession(hSession),
+                      require(isLoggedIn(), CKR_USER_NOT_LOGGED_IN));
 }
 
 CK_RV C_InitToken(CK_SLOT_ID slotID, CK_UTF8CHAR_PTR /*pPin*/, CK_ULONG /*ulPinLen*/,
                   CK_UTF8CHAR_PTR pLabel) noexcept {
-  return firstRefusal({initialized(), checkSlot(slotID), arguments(pLabel != nullptr),
-                       require(sessionOpen == 0, CKR_SESSION_EXISTS)});
+  return firstRefusal(initialized(), checkSlot(slotID), arguments(pLabel != nullptr),
+                      require(sessionOpen == 0, CKR_SESSION_EXISTS));
 }
 
 CK_RV C_InitPIN(CK_SESSION_HANDLE hSession, CK_UTF8CHAR_PTR /*pPin*/,
                 CK_ULONG /*ulPinLen*/) noexcept {
-  return firstRefusal({initialized(), checkSession(hSession),
-                       require(sessionState == CKS_RW_SO_FUNCTIONS, CKR_USER_NOT_LOGGED_IN)});
+  return firstRefusal(initialized(), checkSession(hSession),
+                      require(sessionState == CKS_RW_SO_FUNCTIONS, CKR_USER_NOT_LOGGED_IN));
 }
 
 CK_RV C_SetPIN(CK_SESSION_HANDLE hSession, CK_UTF8CHAR_PTR pOldPin, CK_ULONG ulOldLen,
                CK_UTF8CHAR_PTR pNewPin, CK_ULONG ulNewLen) noexcept {
-  return firstRefusal({initialized(), checkSession(hSession),
-                       require(isReadWrite(), CKR_SESSION_READ_ONLY), arguments(pOldPin != nullptr),
-                       checkPinLength(ulOldLen), arguments(pNewPin != nullptr),
-                       checkPinLength(ulNewLen)});
+  return firstRefusal(initialized(), checkSession(hSession),
+                      require(isReadWrite(), CKR_SESSION_READ_ONLY), arguments(pOldPin != nullptr),
+                      checkPinLength(ulOldLen), arguments(pNewPin != nullptr),
+                      checkPinLength(ulNewLen));
 }
 
 CK_RV C_GetOperationState(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pOperationState,
                           CK_ULONG_PTR pulOperationStateLen) noexcept {
-  if (const CK_RV refusal = firstRefusal(
-          {initialized(), checkSession(hSession), arguments(pulOperationStateLen != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), checkSession(hSession),
+                                         arguments(pulOperationStateLen != nullptr))) {
     return refusal;
   }
   if (pOperationState != nullptr) {
@@ -145,6 +145,6 @@ CK_RV C_SetOperationState(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pOperationStat
                           CK_ULONG ulOperationStateLen, CK_OBJECT_HANDLE /*hEncryptionKey*/,
                           CK_OBJECT_HANDLE /*hAuthenticationKey*/) noexcept {
   return firstRefusal(
-      {initialized(), checkSession(hSession),
-       arguments(pOperationState != nullptr && ulOperationStateLen == OPERATION_STATE_LENGTH)});
+      initialized(), checkSession(hSession),
+      arguments(pOperationState != nullptr && ulOperationStateLen == OPERATION_STATE_LENGTH));
 }

@@ -104,7 +104,7 @@ CK_RV checkMechanismAndKey(const CK_MECHANISM& mechanism, CK_OBJECT_HANDLE hKey)
     case CKM_RSA_PKCS_PSS:
       return keyResult;
     case CKM_RSA_PKCS:
-      return firstRefusal({checkMechanism(&mechanism, {CKM_RSA_PKCS}), keyResult});
+      return firstRefusal(checkMechanism(&mechanism, {CKM_RSA_PKCS}), keyResult);
     default:
       logValue("Mecanismo invalido: %#x", mechanism.mechanism);
       return CKR_MECHANISM_INVALID;
@@ -120,8 +120,8 @@ using namespace brivasign;
 CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
                  CK_OBJECT_HANDLE hKey) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rules::SIGN_INIT), checkSession(hSession),
-                        arguments(pMechanism != nullptr)})) {
+          firstRefusal(initialized(), operation(rules::SIGN_INIT), checkSession(hSession),
+                       arguments(pMechanism != nullptr))) {
     return refusal;
   }
   signPssParams = nullptr;
@@ -136,8 +136,8 @@ CK_RV C_SignInit(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
 // drops the PSS parameters, so that the signature that follows it is requested without them.
 CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
              CK_BYTE_PTR pSignature, CK_ULONG_PTR pulSignatureLen) noexcept {
-  if (const CK_RV refusal = firstRefusal({acceptBytes(rules::SIGN, hSession, pData, ulDataLen),
-                                          arguments(pulSignatureLen != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(acceptBytes(rules::SIGN, hSession, pData, ulDataLen),
+                                         arguments(pulSignatureLen != nullptr))) {
     return refusal;
   }
   CK_RV result = CKR_OK;
@@ -159,8 +159,8 @@ CK_RV C_SignFinal(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature,
                   CK_ULONG_PTR pulSignatureLen) noexcept {
   signPssParams = nullptr;
   if (const CK_RV refusal =
-          firstRefusal({initialized(), operation(rules::SIGN_FINAL), checkSession(hSession),
-                        arguments(pulSignatureLen != nullptr)})) {
+          firstRefusal(initialized(), operation(rules::SIGN_FINAL), checkSession(hSession),
+                       arguments(pulSignatureLen != nullptr))) {
     return refusal;
   }
   if (const CK_RV refusal = putFixedValue(MOCK_SIGNATURE, pSignature, pulSignatureLen)) {

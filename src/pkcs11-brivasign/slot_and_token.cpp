@@ -16,7 +16,7 @@ constexpr CK_ULONG MEMORY_SIZE = 61440;  // bytes
 // `tokenPresent` makes no difference: the one slot always holds its token.
 CK_RV C_GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR pSlotList,
                     CK_ULONG_PTR pulCount) noexcept {
-  if (const CK_RV refusal = firstRefusal({initialized(), arguments(pulCount != nullptr)})) {
+  if (const CK_RV refusal = firstRefusal(initialized(), arguments(pulCount != nullptr))) {
     return refusal;
   }
   if (pSlotList != nullptr) {
@@ -29,7 +29,7 @@ CK_RV C_GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR pSlotList,
 
 CK_RV C_GetSlotInfo(CK_SLOT_ID slotID, CK_SLOT_INFO_PTR pInfo) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSlot(slotID), arguments(pInfo != nullptr)})) {
+          firstRefusal(initialized(), checkSlot(slotID), arguments(pInfo != nullptr))) {
     return refusal;
   }
   fillTextField(pInfo->slotDescription, "Slot Quorvent");
@@ -42,7 +42,7 @@ CK_RV C_GetSlotInfo(CK_SLOT_ID slotID, CK_SLOT_INFO_PTR pInfo) noexcept {
 
 CK_RV C_GetTokenInfo(CK_SLOT_ID slotID, CK_TOKEN_INFO_PTR pInfo) noexcept {
   if (const CK_RV refusal =
-          firstRefusal({initialized(), checkSlot(slotID), arguments(pInfo != nullptr)})) {
+          firstRefusal(initialized(), checkSlot(slotID), arguments(pInfo != nullptr))) {
     return refusal;
   }
   fillTextField(pInfo->label, "Quorvent");
