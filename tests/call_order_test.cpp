@@ -94,11 +94,13 @@ TEST_F(ProductLibrary, FirstRefusalOfEveryFunction) {
 
 TEST_F(ProductLibrary, HandlesAndSlotsCountInAllTheir64Bits) {
   openSession();
-  for (const std::string wrong : {"0", "2", "100000001"}) {
-    run("C_GetSessionInfo " + wrong + " = B3; C_GetSlotInfo " + wrong + " = 3; C_GetTokenInfo " +
-        wrong + " = 3; C_GetMechanismList " + wrong + " = 3; C_GetMechanismInfo " + wrong +
-        " 1 0 = 3; C_OpenSession " + wrong + " = 3; C_CloseAllSessions " + wrong +
-        " = 3; C_InitToken " + wrong + " = 3");
+  for (const std::string wrong : {" 0", " 2", " 100000001"}) {
+    run("C_GetSessionInfo" + wrong + " = B3");
+    for (const std::string name :
+         {"C_GetSlotInfo", "C_GetTokenInfo", "C_GetMechanismList", "C_GetMechanismInfo",
+          "C_OpenSession", "C_CloseAllSessions", "C_InitToken"}) {
+      run(name + wrong + " = 3");
+    }
   }
 }
 
@@ -119,6 +121,13 @@ TEST_F(ProductLibrary, TableHoldsItsOwnFunctionsInTheStandardsOrder) {
     EXPECT_EQ(*entry, dlsym(library, name.c_str())) << name;
   }
   EXPECT_EQ(name, "C_WaitForSlotEvent");
+}
+
+TEST_F(ProductLibrary, PlaceholderHostsReachNobody) {
+  openSession();
+  CK_MECHANISM rsa = {CKM_RSA_PKCS, nullptr, 0};
+  pointers = {{"rsa", &rsa}};
+  run("C_SignInit 1 rsa 80000007 = 0; C_Sign 1 &data 8 &signature &n = 6; n ? 100");
 }
 
 TEST_F(ProductLibrary, UnloadsAndStartsAgainWithZeroState) {

@@ -14,11 +14,6 @@ const std::vector<std::string> NO_CHANNEL = {
 
 using Channel = ServiceTest;
 
-class UnresolvedHost : public ServiceTest {
- protected:
-  UnresolvedHost() : ServiceTest(PRODUCT_MODULE) {}
-};
-
 }  // namespace
 
 TEST_F(Channel, ServersThatAreAcceptedAndRefused) {
@@ -56,11 +51,6 @@ TEST_F(Channel, NobodyListens) {
   EXPECT_THAT(log(), testing::Contains("<tls>")) << "the library's reason";
   EXPECT_THAT(log(), testing::Not(testing::Contains(executable))) << "nothing is sent";
   EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
-}
-
-TEST_F(UnresolvedHost, PlaceholdersReachNobody) {
-  EXPECT_EQ(sign(), CKR_FUNCTION_FAILED);
-  EXPECT_EQ(logOfService(), NO_CHANNEL);
 }
 
 TEST_F(Channel, ObeysNoConfigurationButItsOwn) {

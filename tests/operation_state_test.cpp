@@ -111,16 +111,3 @@ TEST_F(OperationState, EveryFunctionInEveryState) {
     }
   }
 }
-
-TEST_F(OperationState, OnlyClosingEndsAnyOperation) {
-  for (std::size_t from = 1; from < std::size(STATES); ++from) {
-    ASSERT_NO_FATAL_FAILURE(enter(from));
-    run("C_Login 1 1 = 0; C_OpenSession 1 4 0 0 &n = 0; C_DestroyObject 1 1 = 0;"
-        "C_GenerateRandom 1 out 10 = 0; C_SetOperationState 1 out 100 0 0 = 0;"
-        "C_Finalize = 0; C_Initialize = 0");
-    EXPECT_EQ(state(), from);
-    run("C_CloseAllSessions 1 = 0");
-    EXPECT_EQ(state(), 0U);
-    run("C_OpenSession 1 4 0 0 &n = 0");
-  }
-}

@@ -37,7 +37,11 @@ TEST_F(Placeholder, MechanismsBeforeKeys) {
       "1 - 0 C_SignRecoverInit 4 0; 6 - 0 C_SignRecoverInit 4 70; 1 - 0 C_SignRecoverInit 3 63;"
       "1 - 0 C_VerifyInit 3 0; 6 - 0 C_VerifyInit 3 0; D p 18 C_VerifyInit 3 70;"
       "6 - 0 C_VerifyInit 4 63; 1 - 0 C_VerifyRecoverInit 3 0; 1 - 0 C_VerifyRecoverInit 4 63;"
-      "6 - 0 C_VerifyRecoverInit 3 70;");
+      "6 - 0 C_VerifyRecoverInit 3 70;"
+      // The real one looks at the parameter before the key, and at no parameter of PSS.
+      "1 p 0 C_SignInit 7 71; 1 - 1 C_SignInit 80000007 71; 1 - 0 C_SignInit 7FFFFFFF 63;"
+      "D p 3 C_SignInit 7 63; 40 - 0 C_SignInit 7 70; 10000000D - 0 C_SignInit 80000007 70;"
+      "0 - 0 C_SignInit 80000007 70; 1 - 0 C_SignInit 80000000 0; D - 9 C_SignInit 100000000 0;");
   CK_MECHANISM mechanism = {};
   pointers["mechanism"] = &mechanism;
   char pointer = 0;
@@ -52,6 +56,8 @@ TEST_F(Placeholder, MechanismsBeforeKeys) {
     run(function + " 1 mechanism " + key + " =" + result + "; C_CloseSession 1 = 0");
   }
   EXPECT_TRUE(rows.eof());
+  const std::string message = "Mecanismo invalido: ";
+  EXPECT_THAT(log(), testing::ElementsAre(message + "0x40", message + "0xd", message + "0"));
 }
 
 TEST_F(Placeholder, BytesUnderAMask) {

@@ -52,12 +52,15 @@ TEST_F(Session, LoginMovesThroughTheStatesAndLogoutDoesNot) {
 }
 
 TEST_F(Session, ClosingKeepsTheHandleAndFinalizeTheState) {
+  run("C_FindObjectsInit 1 &none 0 = 0");
   enter(3);
-  run("C_Finalize = 0; C_Finalize = 190; C_Initialize &anything = 0");
+  run("C_Finalize = 0; C_Finalize = 190; C_Initialize &anything = 0;"
+      "C_FindObjectsInit 1 &none 0 = 90");
   EXPECT_EQ(state(), 3U);
-  run("C_CloseSession 7 = 0");
+  run("C_CloseSession 7 = 0; C_FindObjectsInit 1 &none 0 = 0");
   EXPECT_EQ(state(), 0U);
   run("C_InitToken 1 0 0 &label = B6; C_CloseAllSessions 1 = 0; C_GetSessionInfo 1 = B3;"
+      "C_FindObjects 1 0 0 &n = 91;"
       "C_InitToken 1 0 0 &label = 0");
 }
 

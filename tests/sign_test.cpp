@@ -28,27 +28,29 @@ TEST_F(Sign, RepliesAndTheirOutcomes) {
   const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
   using Row = std::tuple<std::vector<Reply>, CK_RV, Log>;
   const std::string noStatus = R"({"desafioAssinado":""})";
+  const auto fails = [](std::vector<Reply> script, Log lines) {
+    return Row{std::move(script), FAILED, std::move(lines)};
+  };
   const std::vector<Row> rows = {
       {{FILED, accepted()}, CKR_OK, {}},
       {{FILED, WAITING, WAITING, accepted()}, CKR_OK, {}},
       {{FILED, REFUSED}, CANCELED, {}},
       {{FILED, reply(R"({"status":"aceito","desafioAssinado":1})"), accepted()}, CKR_OK, {}},
-      {{FILED, reply("{\"status\":\"ACEITO\\u0000\",\"desafioAssinado\":1}"), accepted()}, 0, {}},
-      {{FILED, reply("")}, FAILED, {BAD_STATE, ""}},
-      {{FILED, reply("[1,2]")}, FAILED, {BAD_STATE, "[1,2]"}},
-      {{FILED, reply(deep)}, FAILED, {BAD_STATE, deep}},
-      {{FILED, reply(R"({"status":7})")}, FAILED, {INCOMPLETE, R"({"status":7})"}},
-      {{FILED, reply(noStatus)}, FAILED, {INCOMPLETE, noStatus}},
-      {{reply("")}, FAILED, {BAD_FILING, "", FILING_FAILED}},
-      {{reply("{\"id\":7} x")}, FAILED, {BAD_FILING, "{\"id\":7} x", FILING_FAILED}},
-      {{reply("2\r\n{}\r\n0\r\n\r\n", "Transfer-Encoding: chunked\r\n")},
-       FAILED,
-       {BAD_FILING, "2\r", "unstamped: {}\r", "unstamped: 0\r", "unstamped: \r",
-        "unstamped: ", FILING_FAILED}},
-      {{reply(longLine)}, FAILED, {BAD_FILING, longLine, FILING_FAILED}},
-      {{reply(" [1]")}, FAILED, {NO_OBJECT, " [1]", FILING_FAILED}},
-      {{reply(R"({"numero":12})")}, FAILED, {NO_ID, R"({"numero":12})", FILING_FAILED}},
-      {{reply(R"({"id":0,"notificacaoEnviada":false})")}, FAILED, {FILING_FAILED}},
+      {{FILED, reply(R"({"status":"ACEITO\u0000","desafioAssinado":1})"), REFUSED}, CANCELED, {}},
+      fails({FILED, reply("")}, {BAD_STATE, ""}),
+      fails({FILED, reply("[1,2]")}, {BAD_STATE, "[1,2]"}),
+      fails({FILED, reply(deep)}, {BAD_STATE, deep}),
+      fails({FILED, reply(R"({"status":7})")}, {INCOMPLETE, R"({"status":7})"}),
+      fails({FILED, reply(noStatus)}, {INCOMPLETE, noStatus}),
+      fails({reply("")}, {BAD_FILING, "", FILING_FAILED}),
+      fails({reply("{\"id\":7} x")}, {BAD_FILING, "{\"id\":7} x", FILING_FAILED}),
+      fails({reply("2\r\n{}\r\n0\r\n\r\n", "Transfer-Encoding: chunked\r\n")},
+            {BAD_FILING, "2\r", "unstamped: {}\r", "unstamped: 0\r", "unstamped: \r",
+             "unstamped: ", FILING_FAILED}),
+      fails({reply(longLine)}, {BAD_FILING, longLine, FILING_FAILED}),
+      fails({reply(" [1]")}, {NO_OBJECT, " [1]", FILING_FAILED}),
+      fails({reply(R"({"numero":12})")}, {NO_ID, R"({"numero":12})", FILING_FAILED}),
+      fails({reply(R"({"id":0,"notificacaoEnviada":false})")}, {FILING_FAILED}),
       // The body begins behind the first line of two bytes, whatever they are.
       {{{.bytes = "HTTP/1.1 200 OK\na\n{\"id\":\r\n5,\"notificacaoEnviada\":false}\r\n"}, REFUSED},
        CANCELED,
@@ -81,30 +83,28 @@ TEST_F(Sign, SignaturesAreDecodedAsFarAsTheyGo) {
 }
 
 TEST_F(Sign, WaitsTwoSecondsFromQueryToQueryAndTwentyTimes) {
-  for (const auto& [replyTime, sleep] : std::vector<std::pair<long, unsigned>>{
-           {0, 2'000'000}, {500'000, 1'500'000}, {1'999'999, 1}, {2'000'000, 0}, {3'000'000, 0}}) {
+  using Row =
+      std::tuple<long, unsigned, std::size_t>;  // reply time, sleep, replies of other states
+  for (const auto& [replyTime, sleep, others] : std::vector<Row>{{0, 2'000'000, 0},
+                                                                 {500'000, 1'500'000, 0},
+                                                                 {1'999'999, 1, 0},
+                                                                 {2'000'000, 0, 0},
+                                                                 {3'000'000, 0, 0},
+                                                                 {0, 2'000'000, 30}}) {
     std::filesystem::remove(folder / "orvix.log");
     testclock::sleeps.clear();
-    ScriptedService service({FILED, WAITING});
+    std::vector<Reply> script(others, reply(R"({"status":"","desafioAssinado":""})"));
+    script.insert(script.begin(), FILED);
+    script.push_back(WAITING);
+    ScriptedService service(script);
     service.replyTime = replyTime;
     EXPECT_EQ(sign(), CANCELED);
-    EXPECT_EQ(service.requests.size(), 21U);
-    EXPECT_EQ(testclock::sleeps, std::vector<unsigned>(sleep == 0 ? 0 : 19, sleep));
+    EXPECT_EQ(service.requests.size(), 21 + others) << "other states are neither counted";
+    EXPECT_EQ(testclock::sleeps, std::vector<unsigned>(sleep == 0 ? 0 : 19, sleep)) << "nor paced";
     EXPECT_THAT(
         logOfService(),
         ElementsAre("Retornando CKR_FUNCTION_CANCELED depois de receber 20 vezes AGUARDANDO."));
   }
-}
-
-TEST_F(Sign, OtherStatesAreNeitherPacedNorCounted) {
-  testclock::sleeps.clear();
-  std::vector<Reply> script(31, reply(R"({"status":"","desafioAssinado":""})"));
-  script.front() = FILED;
-  script.push_back(WAITING);
-  ScriptedService service(script);
-  EXPECT_EQ(sign(), CANCELED);
-  EXPECT_EQ(service.requests.size(), 51U);
-  EXPECT_EQ(testclock::sleeps.size(), 19U);
 }
 
 TEST_F(SignDeathTest, MembersOfTheWrongTypeEndTheProcess) {
@@ -118,28 +118,6 @@ TEST_F(SignDeathTest, MembersOfTheWrongTypeEndTheProcess) {
     ScriptedService service({filed, state});
     EXPECT_EXIT(sign(), testing::KilledBySignal(SIGABRT), "") << filed.bytes << state.bytes;
   }
-}
-
-TEST_F(Sign, InitTestsItsMechanismAndKeyInOrder) {
-  CK_RSA_PKCS_PSS_PARAMS some = {};
-  Log expected;
-  using Row = std::tuple<CK_MECHANISM, CK_OBJECT_HANDLE, CK_RV, std::string>;
-  for (const auto& [wanted, key, result, message] : std::vector<Row>{
-           {{CKM_RSA_PKCS, &some, 0}, 7, CKR_MECHANISM_PARAM_INVALID, ""},
-           {{CKM_RSA_PKCS, nullptr, 1}, 0x80000007, CKR_MECHANISM_PARAM_INVALID, ""},
-           {{CKM_RSA_PKCS, nullptr, 0}, 0x7FFFFFFF, CKR_KEY_TYPE_INCONSISTENT, ""},
-           {{CKM_RSA_PKCS_PSS, &some, 3}, 7, CKR_KEY_TYPE_INCONSISTENT, ""},
-           {{0x40, nullptr, 0}, 7, CKR_MECHANISM_INVALID, "Mecanismo invalido: 0x40"},
-           {{0x10000000D, nullptr, 0}, KEY, CKR_MECHANISM_INVALID, "Mecanismo invalido: 0xd"},
-           {{0x0, nullptr, 0}, KEY, CKR_MECHANISM_INVALID, "Mecanismo invalido: 0"},
-           {{CKM_RSA_PKCS, nullptr, 0}, KEY, CKR_OK, ""},
-           {{CKM_RSA_PKCS_PSS, nullptr, 9}, 0x100000000, CKR_OK, ""}}) {
-    CK_MECHANISM mechanism = wanted;
-    EXPECT_EQ(p11->C_SignInit(1, &mechanism, key), result) << key << ' ' << wanted.mechanism;
-    if (!message.empty()) expected.push_back(message);
-    p11->C_CloseSession(1);
-  }
-  EXPECT_EQ(log(), expected);
 }
 
 TEST_F(Sign, PartsAreAcceptedAndFinishedWithoutTheService) {

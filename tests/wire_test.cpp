@@ -37,9 +37,8 @@ class Wire : public ServiceTest {
 }  // namespace
 
 TEST_F(Wire, RequestsWithAndWithoutPssParameters) {
-  const std::string digest =
-      "\1\2\3\4\5\6\7\10\11\12\13\14\15\16\17\20\21\22\23\24\25\26\27\30\31"
-      "\32\33\34\35\36\37 ";
+  std::string digest;
+  for (char i = 1; i <= 32; ++i) digest.push_back(i);
   const std::string base64 = "AQIDBAUGBwgJCgsMDQ4PEBESExQVFhcYGRobHB0eHyA=";
   const std::string saltAsLong = R"(,"tipoPadding":"PSS_SALT_LEN_MD")";
   const std::string other = R"(,"tipoPadding":"PSS")";
@@ -74,18 +73,12 @@ TEST_F(Wire, RequestsWithAndWithoutPssParameters) {
 TEST_F(Wire, ALengthQueryAndASignFinalDropTheParameters) {
   CK_RSA_PKCS_PSS_PARAMS parameters = {CKM_SHA256, CKG_MGF1_SHA256, 4};
   CK_MECHANISM mechanism = {CKM_RSA_PKCS_PSS, &parameters, sizeof parameters};
-  for (const bool isFinal : {false, true}) {
-    ASSERT_EQ(p11->C_SignInit(1, &mechanism, 0x80000007), CKR_OK);
-    CK_BYTE byte = 0;
-    EXPECT_EQ(isFinal ? p11->C_SignFinal(9, nullptr, nullptr)
-                      : p11->C_Sign(1, &byte, 1, nullptr, &signatureLen),
-              isFinal ? CKR_SESSION_HANDLE_INVALID : CKR_OK);
-    EXPECT_EQ(signatureLen, isFinal ? 10U : 256U);
-    signatureLen = 10;
+  pointers = {{"pss", &mechanism}};
+  for (const std::string drops : {"C_Sign 1 &byte 1 0 &n = 0; n ? 100", "C_SignFinal 9 = B3"}) {
+    run("C_SignInit 1 pss 80000007 = 0; " + drops);
     ScriptedService service({FILED, REFUSED});
     EXPECT_EQ(signOnly("data"), CKR_FUNCTION_CANCELED);
     EXPECT_EQ(service.requests.at(0), filing("", "MACHINE-1", "7", "ZGF0YQ=="));
-    signatureLen = 10;
   }
 }
 
@@ -102,24 +95,20 @@ TEST_F(Wire, NoLengthIsCut) {
 TEST_F(Wire, EnvironmentAndMachineIdentifierAreReadForEachSignature) {
   write("maquinaIdDes", "D");
   write("maquinaIdHom", "\tH ");
-  using Row = std::tuple<std::string, std::uint16_t, std::string>;  // "-": none, "/": a directory
-  for (const auto& [content, port, machineId] : std::vector<Row>{{"-", 24432, "MACHINE-1"},
-                                                                 {"/", 24430, "D"},
-                                                                 {"", 24430, "D"},
-                                                                 {"x1", 24430, "D"},
-                                                                 {"1", 24431, "\tH "},
-                                                                 {" +1.9\n2\n", 24431, "\tH "},
-                                                                 {"2\r\n", 24432, "MACHINE-1"},
-                                                                 {"3 test", 24433, ""},
-                                                                 {"4", 24432, "MACHINE-1"},
-                                                                 {"-1", 24432, "MACHINE-1"}}) {
-    std::filesystem::remove_all(folder / "ambiente");
-    if (content == "/") std::filesystem::create_directory(folder / "ambiente");
-    if (content != "/" && content != "-") write("ambiente", content);
-    ScriptedService service({FILED, REFUSED}, port);
-    EXPECT_EQ(sign(), CKR_FUNCTION_CANCELED) << content;
-    EXPECT_THAT(service.requests.at(0),
-                testing::HasSubstr("X-BRIVASIGN-UUID: " + machineId + "\r\n"));
+  // Port, machine identifier and a content that leads there; "-": no file, "/": a directory.
+  using Row = std::tuple<std::uint16_t, std::string, std::vector<std::string>>;
+  for (const auto& [port, machineId, contents] :
+       {Row{24432, "MACHINE-1", {"-", "2\r\n", "4", "-1"}}, Row{24430, "D", {"/", "", "x1"}},
+        Row{24431, "\tH ", {"1", " +1.9\n2\n"}}, Row{24433, "", {"3 test"}}}) {
+    for (const std::string& content : contents) {
+      std::filesystem::remove_all(folder / "ambiente");
+      if (content == "/") std::filesystem::create_directory(folder / "ambiente");
+      if (content != "/" && content != "-") write("ambiente", content);
+      ScriptedService service({FILED, REFUSED}, port);
+      EXPECT_EQ(sign(), CKR_FUNCTION_CANCELED) << content;
+      EXPECT_THAT(service.requests.at(0),
+                  testing::HasSubstr("X-BRIVASIGN-UUID: " + machineId + "\r\n"));
+    }
   }
   EXPECT_EQ(logOfService(),
             std::vector<std::string>(2, "valor invalido para ambiente, usando valor 2 (producao)"));
