@@ -20,8 +20,7 @@ CK_FUNCTION_ENTRY(C_GetMechanismInfo,
                   (CK_SLOT_ID slotID, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO_PTR pInfo))
 CK_FUNCTION_ENTRY(C_InitToken, (CK_SLOT_ID slotID, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen,
                                 CK_UTF8CHAR_PTR pLabel))
-CK_FUNCTION_ENTRY(C_InitPIN,
-                  (CK_SESSION_HANDLE hSession, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen))
+CK_FUNCTION_ENTRY(C_InitPIN, (CK_SESSION_HANDLE hSession, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen))
 CK_FUNCTION_ENTRY(C_SetPIN, (CK_SESSION_HANDLE hSession, CK_UTF8CHAR_PTR pOldPin, CK_ULONG ulOldLen,
                              CK_UTF8CHAR_PTR pNewPin, CK_ULONG ulNewLen))
 
@@ -42,9 +41,9 @@ CK_FUNCTION_ENTRY(C_Logout, (CK_SESSION_HANDLE hSession))
 
 CK_FUNCTION_ENTRY(C_CreateObject, (CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate,
                                    CK_ULONG ulCount, CK_OBJECT_HANDLE_PTR phObject))
-CK_FUNCTION_ENTRY(C_CopyObject, (CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
-                                 CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount,
-                                 CK_OBJECT_HANDLE_PTR phNewObject))
+CK_FUNCTION_ENTRY(C_CopyObject,
+                  (CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, CK_ATTRIBUTE_PTR pTemplate,
+                   CK_ULONG ulCount, CK_OBJECT_HANDLE_PTR phNewObject))
 CK_FUNCTION_ENTRY(C_DestroyObject, (CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject))
 CK_FUNCTION_ENTRY(C_GetObjectSize,
                   (CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject, CK_ULONG_PTR pulSize))
@@ -58,17 +57,17 @@ CK_FUNCTION_ENTRY(C_FindObjects, (CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_P
                                   CK_ULONG ulMaxObjectCount, CK_ULONG_PTR pulObjectCount))
 CK_FUNCTION_ENTRY(C_FindObjectsFinal, (CK_SESSION_HANDLE hSession))
 
-CK_FUNCTION_ENTRY(C_EncryptInit, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                                  CK_OBJECT_HANDLE hKey))
+CK_FUNCTION_ENTRY(C_EncryptInit,
+                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey))
 CK_FUNCTION_ENTRY(C_Encrypt, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
                               CK_BYTE_PTR pEncryptedData, CK_ULONG_PTR pulEncryptedDataLen))
-CK_FUNCTION_ENTRY(C_EncryptUpdate, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart,
-                                    CK_ULONG ulPartLen, CK_BYTE_PTR pEncryptedPart,
-                                    CK_ULONG_PTR pulEncryptedPartLen))
+CK_FUNCTION_ENTRY(C_EncryptUpdate,
+                  (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPartLen,
+                   CK_BYTE_PTR pEncryptedPart, CK_ULONG_PTR pulEncryptedPartLen))
 CK_FUNCTION_ENTRY(C_EncryptFinal, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pLastEncryptedPart,
                                    CK_ULONG_PTR pulLastEncryptedPartLen))
-CK_FUNCTION_ENTRY(C_DecryptInit, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                                  CK_OBJECT_HANDLE hKey))
+CK_FUNCTION_ENTRY(C_DecryptInit,
+                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey))
 CK_FUNCTION_ENTRY(C_Decrypt,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedData,
                    CK_ULONG ulEncryptedDataLen, CK_BYTE_PTR pData, CK_ULONG_PTR pulDataLen))
@@ -87,42 +86,41 @@ CK_FUNCTION_ENTRY(C_DigestKey, (CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hKe
 CK_FUNCTION_ENTRY(C_DigestFinal,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pDigest, CK_ULONG_PTR pulDigestLen))
 
-CK_FUNCTION_ENTRY(C_SignInit, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                               CK_OBJECT_HANDLE hKey))
+CK_FUNCTION_ENTRY(C_SignInit,
+                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey))
 CK_FUNCTION_ENTRY(C_Sign, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
                            CK_BYTE_PTR pSignature, CK_ULONG_PTR pulSignatureLen))
-CK_FUNCTION_ENTRY(C_SignUpdate,
-                  (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPartLen))
+CK_FUNCTION_ENTRY(C_SignUpdate, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPartLen))
 CK_FUNCTION_ENTRY(C_SignFinal, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature,
                                 CK_ULONG_PTR pulSignatureLen))
-CK_FUNCTION_ENTRY(C_SignRecoverInit, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                                      CK_OBJECT_HANDLE hKey))
+CK_FUNCTION_ENTRY(C_SignRecoverInit,
+                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey))
 CK_FUNCTION_ENTRY(C_SignRecover, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
                                   CK_BYTE_PTR pSignature, CK_ULONG_PTR pulSignatureLen))
 
-CK_FUNCTION_ENTRY(C_VerifyInit, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                                 CK_OBJECT_HANDLE hKey))
+CK_FUNCTION_ENTRY(C_VerifyInit,
+                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey))
 CK_FUNCTION_ENTRY(C_Verify, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
                              CK_BYTE_PTR pSignature, CK_ULONG ulSignatureLen))
 CK_FUNCTION_ENTRY(C_VerifyUpdate,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPartLen))
 CK_FUNCTION_ENTRY(C_VerifyFinal,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature, CK_ULONG ulSignatureLen))
-CK_FUNCTION_ENTRY(C_VerifyRecoverInit, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                                        CK_OBJECT_HANDLE hKey))
+CK_FUNCTION_ENTRY(C_VerifyRecoverInit,
+                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey))
 CK_FUNCTION_ENTRY(C_VerifyRecover,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSignature, CK_ULONG ulSignatureLen,
                    CK_BYTE_PTR pData, CK_ULONG_PTR pulDataLen))
 
-CK_FUNCTION_ENTRY(C_DigestEncryptUpdate, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart,
-                                          CK_ULONG ulPartLen, CK_BYTE_PTR pEncryptedPart,
-                                          CK_ULONG_PTR pulEncryptedPartLen))
+CK_FUNCTION_ENTRY(C_DigestEncryptUpdate,
+                  (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPartLen,
+                   CK_BYTE_PTR pEncryptedPart, CK_ULONG_PTR pulEncryptedPartLen))
 CK_FUNCTION_ENTRY(C_DecryptDigestUpdate,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedPart,
                    CK_ULONG ulEncryptedPartLen, CK_BYTE_PTR pPart, CK_ULONG_PTR pulPartLen))
-CK_FUNCTION_ENTRY(C_SignEncryptUpdate, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart,
-                                        CK_ULONG ulPartLen, CK_BYTE_PTR pEncryptedPart,
-                                        CK_ULONG_PTR pulEncryptedPartLen))
+CK_FUNCTION_ENTRY(C_SignEncryptUpdate,
+                  (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pPart, CK_ULONG ulPartLen,
+                   CK_BYTE_PTR pEncryptedPart, CK_ULONG_PTR pulEncryptedPartLen))
 CK_FUNCTION_ENTRY(C_DecryptVerifyUpdate,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pEncryptedPart,
                    CK_ULONG ulEncryptedPartLen, CK_BYTE_PTR pPart, CK_ULONG_PTR pulPartLen))
@@ -135,25 +133,21 @@ CK_FUNCTION_ENTRY(C_GenerateKeyPair,
                    CK_ATTRIBUTE_PTR pPublicKeyTemplate, CK_ULONG ulPublicKeyAttributeCount,
                    CK_ATTRIBUTE_PTR pPrivateKeyTemplate, CK_ULONG ulPrivateKeyAttributeCount,
                    CK_OBJECT_HANDLE_PTR phPublicKey, CK_OBJECT_HANDLE_PTR phPrivateKey))
-CK_FUNCTION_ENTRY(C_WrapKey,
-                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                   CK_OBJECT_HANDLE hWrappingKey, CK_OBJECT_HANDLE hKey, CK_BYTE_PTR pWrappedKey,
-                   CK_ULONG_PTR pulWrappedKeyLen))
-CK_FUNCTION_ENTRY(C_UnwrapKey,
-                  (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
-                   CK_OBJECT_HANDLE hUnwrappingKey, CK_BYTE_PTR pWrappedKey,
-                   CK_ULONG ulWrappedKeyLen, CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulAttributeCount,
-                   CK_OBJECT_HANDLE_PTR phKey))
+CK_FUNCTION_ENTRY(C_WrapKey, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
+                              CK_OBJECT_HANDLE hWrappingKey, CK_OBJECT_HANDLE hKey,
+                              CK_BYTE_PTR pWrappedKey, CK_ULONG_PTR pulWrappedKeyLen))
+CK_FUNCTION_ENTRY(C_UnwrapKey, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
+                                CK_OBJECT_HANDLE hUnwrappingKey, CK_BYTE_PTR pWrappedKey,
+                                CK_ULONG ulWrappedKeyLen, CK_ATTRIBUTE_PTR pTemplate,
+                                CK_ULONG ulAttributeCount, CK_OBJECT_HANDLE_PTR phKey))
 CK_FUNCTION_ENTRY(C_DeriveKey, (CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
                                 CK_OBJECT_HANDLE hBaseKey, CK_ATTRIBUTE_PTR pTemplate,
                                 CK_ULONG ulAttributeCount, CK_OBJECT_HANDLE_PTR phKey))
 
-CK_FUNCTION_ENTRY(C_SeedRandom,
-                  (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSeed, CK_ULONG ulSeedLen))
+CK_FUNCTION_ENTRY(C_SeedRandom, (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pSeed, CK_ULONG ulSeedLen))
 CK_FUNCTION_ENTRY(C_GenerateRandom,
                   (CK_SESSION_HANDLE hSession, CK_BYTE_PTR pRandomData, CK_ULONG ulRandomLen))
 
 CK_FUNCTION_ENTRY(C_GetFunctionStatus, (CK_SESSION_HANDLE hSession))
 CK_FUNCTION_ENTRY(C_CancelFunction, (CK_SESSION_HANDLE hSession))
-CK_FUNCTION_ENTRY(C_WaitForSlotEvent,
-                  (CK_FLAGS flags, CK_SLOT_ID_PTR pSlot, CK_VOID_PTR pReserved))
+CK_FUNCTION_ENTRY(C_WaitForSlotEvent, (CK_FLAGS flags, CK_SLOT_ID_PTR pSlot, CK_VOID_PTR pReserved))

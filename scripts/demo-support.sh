@@ -1,0 +1,125 @@
+# shellcheck shell=bash
+# What scripts/demo works with: showing commands and what they print, the signing service, and the
+# desktop. All of it keeps its files in the current folder.
+
+# The module that talks to the local service has this port built in.
+readonly PORT=24432
+
+case $(uname) in
+  Darwin) readonly MODULE=pkcs11-brivasign-local.dylib ;;
+  *) readonly MODULE=pkcs11-brivasign-local.so ;;
+esac
+
+readonly PRODUCT_FOLDER="Library/Application Support/Orvix"
+readonly LOG=$PRODUCT_FOLDER/orvix.log
+
+servicePid=
+relayPid=
+
+# Tells what is on standard input, set off from what is around it.
+say() {
+  printf '\n'
+  cat
+  printf '\n'
+}
+
+# Shows the lines of standard input with who prints them, $1, and keeps them in $1.lines.
+relay() {
+  local line
+  while IFS= read -r line; do
+    printf '    %11s | %s\n' "$1" "$line"
+    printf '%s\n' "$line" >>"$1.lines"
+  done
+}
+
+# Shows a command as one would type it.
+showCommand() {
+  local line='  $' word
+  for word in "$@"; do
+    word=$(printf '%q' "$word")
+    # A long command goes on in the next line, but an option's value stays with it.
+    if [[ $word == -* && $((${#line} + ${#word})) -gt 76 ]]; then
+      printf '%s \\\n' "$line"
+      line='     '
+    fi
+    line+=" $word"
+  done
+  printf '%s\n' "$line"
+}
+
+# Runs a command visibly.
+run() {
+  showCommand "$@"
+  : >"$1.lines"
+  "$@" 2>&1 | relay "$1"
+}
+
+# Runs pkcs11-tool with the module visibly.
+runTool() {
+  run pkcs11-tool --module "./$MODULE" "$@"
+}
+
+# Ends the demo because of $1, and shows the module's log, which may tell more.
+fail() {
+  [[ ! -s $LOG ]] || relay orvix.log <"$LOG"
+  printf '\nThe demo failed: %s.\n' "$1" >&2
+  exit 1
+}
+
+# Fails with the message $4 unless $1.lines holds exactly $2 lines that match $3.
+expectLines() {
+  local count
+  count=$(grep -c -e "$3" "$1.lines") || true
+  [[ $count -eq $2 ]] || fail "$4"
+}
+
+# Starts the signing service with the approval mode $1.
+startService() {
+  local command=(./local-signing-service --pki local-pki --approval "$1")
+  : >service.lines
+  [[ -p service.pipe ]] || mkfifo service.pipe
+  relay service <service.pipe &
+  relayPid=$!
+  showCommand "${command[@]}"
+  "${command[@]}" >service.pipe 2>&1 &
+  servicePid=$!
+  until grep -q "^listening on .*:$PORT " service.lines; do
+    if ! kill -0 "$servicePid" 2>/dev/null; then
+      wait "$relayPid"
+      fail "the signing service cannot run. It needs port $PORT, where the module looks for it"
+    fi
+    sleep 0.1
+  done
+}
+
+# Stops the signing service and waits until everything it has said is shown.
+stopService() {
+  kill "$servicePid" || true
+  wait "$servicePid" || fail "the signing service ended with an error"
+  servicePid=
+  wait "$relayPid"
+  relayPid=
+}
+
+# Stops what is still running, in whatever state it is.
+stopEverything() {
+  local pid
+  for pid in $servicePid $relayPid; do
+    kill "$pid" 2>/dev/null || true
+    wait "$pid" 2>/dev/null || true
+  done
+}
+
+# Puts an osascript into the folder $1 that shows the module's notifications here. The real one
+# would show them on the desktop of a Mac, and is missing elsewhere.
+makeDesktop() {
+  mkdir "$1"
+  cat >"$1/osascript" <<'TEXT'
+#!/bin/sh
+# Called with: -e 'display notification "TEXT" with title "TITLE"'
+text=$(printf '%s\n' "$2" | sed 's/^display notification "\(.*\)" with title "\(.*\)"$/\2: \1/')
+printf '    %11s | %s\n' desktop "$text" >&3
+printf '%s\n' "$text" >>"$HOME/desktop.lines"
+TEXT
+  chmod +x "$1/osascript"
+}
