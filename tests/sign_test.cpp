@@ -25,7 +25,7 @@ const std::string INCOMPLETE = "JSON nao veio com status ou desafioAssinado:";
 
 TEST_F(Sign, RepliesAndTheirOutcomes) {
   const std::string longLine(7'000, 'x');
-  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
+  const std::string deep = std::string(999'999, '[') + std::string(999'999, ']');
   using Row = std::tuple<std::vector<Reply>, CK_RV, Log>;
   const std::string noStatus = R"({"desafioAssinado":""})";
   const auto fails = [](std::vector<Reply> script, Log lines) {

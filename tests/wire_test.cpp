@@ -124,7 +124,10 @@ TEST_F(Wire, UpdateFlagAndNotification) {
            {reply(quiet, update + "ish\r\n"), true, false},
            {reply(quiet, "X-App-Update-Available: true\r\n"), false, false},
            {reply(quiet, " " + update + "\r\n"), false, false},
-           {reply("\n" + update), true, false},  // not JSON, but announced
+           // Not JSON, but announced: at the head of a line or of what follows 2,999 bytes of it.
+           {reply("\n" + update), true, false},
+           {reply(std::string(2'999, ' ') + update), true, false},
+           {reply(std::string(2'998, ' ') + update), false, false},
            {reply(R"({"id":77})"), false, true},
            {reply(R"({"id":0})"), false, true},
            {reply(R"({"notificacaoEnviada":true,"id":-5})"), false, true},
