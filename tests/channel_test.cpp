@@ -57,7 +57,10 @@ TEST_F(Channel, ObeysNoConfigurationButItsOwn) {
   std::ofstream(home / "openssl.cnf") << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
                                          "system_default = tls\n[tls]\nMinProtocol = TLSv1.3\n";
   setenv("OPENSSL_CONF", (home / "openssl.cnf").c_str(), 1);
-  ScriptedService service({FILED, accepted()});
-  run("C_Finalize = 0; C_Initialize = 0");
+  load(LOCAL_MODULE);  // into a process that has not initialised it
+  openSession();
+  ScriptedService service({FILED, accepted(), FILED, accepted()});
   EXPECT_EQ(sign(), CKR_OK);
+  run("C_Finalize = 0; C_Initialize = 0");
+  EXPECT_EQ(sign(), CKR_OK) << "finalised and initialised again";
 }

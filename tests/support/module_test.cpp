@@ -7,19 +7,26 @@
 #include <regex>
 #include <sstream>
 
-ModuleTest::ModuleTest(const char* modulePath) : library(dlopen(modulePath, RTLD_NOW)) {
+ModuleTest::ModuleTest(const char* modulePath) {
   std::string name = (std::filesystem::temp_directory_path() / "home-XXXXXX").string();
   home = mkdtemp(name.data());
   folder = home / "Library/Application Support/Orvix";
   std::filesystem::create_directories(folder / "certificados");
   setenv("HOME", home.c_str(), 1);
-  if (library == nullptr) throw std::runtime_error(dlerror());
-  reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"))(&p11);
+  load(modulePath);
 }
 
 ModuleTest::~ModuleTest() {
   dlclose(library);
   std::filesystem::remove_all(home);
+}
+
+void ModuleTest::load(const char* path) {
+  if (library != nullptr) dlclose(library);
+  EXPECT_EQ(dlopen(path, RTLD_NOW | RTLD_NOLOAD), nullptr) << "it has not been unloaded";
+  library = dlopen(path, RTLD_NOW);
+  if (library == nullptr) throw std::runtime_error(dlerror());
+  reinterpret_cast<CK_C_GetFunctionList>(dlsym(library, "C_GetFunctionList"))(&p11);
 }
 
 CK_ULONG ModuleTest::valueOf(const std::string& word) {

@@ -22,6 +22,9 @@ class ModuleTest : public ::testing::Test {
   explicit ModuleTest(const char* modulePath = LOCAL_MODULE);
   ~ModuleTest() override;
 
+  // Loads the module at `path`, unloading the one there is.
+  void load(const char* path);
+
   // Calls a function of the module by its text: its name and its arguments, each a hexadecimal
   // number, the name of a pointer, or "&" and the name of a number.
   CK_RV call(const std::string& text);
@@ -48,7 +51,7 @@ class ModuleTest : public ::testing::Test {
   // Arguments for one that a new CA of this common name issues.
   [[nodiscard]] std::string issuedBy(const std::string& commonName) const;
 
-  void* library;
+  void* library = nullptr;
   CK_FUNCTION_LIST_PTR p11 = nullptr;
   std::map<std::string, void*> pointers;
   std::map<std::string, CK_ULONG> numbers;
