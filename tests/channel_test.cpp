@@ -54,8 +54,9 @@ TEST_F(Channel, NobodyListens) {
 }
 
 TEST_F(Channel, ObeysNoConfigurationButItsOwn) {
-  std::ofstream(home / "openssl.cnf") << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
-                                         "system_default = tls\n[tls]\nMinProtocol = TLSv1.3\n";
+  std::ofstream(home / "openssl.cnf")
+      << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
+         "system_default = tls\n[tls]\nCipherString = DEFAULT:@SECLEVEL=5\n";
   setenv("OPENSSL_CONF", (home / "openssl.cnf").c_str(), 1);
   load(LOCAL_MODULE);  // into a process that has not initialised it
   openSession();
