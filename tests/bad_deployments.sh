@@ -13,10 +13,9 @@ expect() {
     echo "accepted, but should say: $1" && exit 1
   fi
   # Messages are wrapped: compare them without their line breaks.
-  case "$(tr -s '\n ' ' ' <<<"$output")" in
-    *"$1"*) ;;
-    *) echo "should say: $1"$'\n'"says: $output" && exit 1 ;;
-  esac
+  [[ $(tr -s '\n ' ' ' <<<"$output") == *"$1"* ]] || {
+    echo "should say: $1"$'\n'"says: $output" && exit 1
+  }
 }
 renew() { rm -rf "$scratch/d" && cp -r "$good" "$scratch/d"; }
 

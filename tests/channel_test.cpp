@@ -30,8 +30,7 @@ TEST_F(Channel, ServersThatAreAcceptedAndRefused) {
            {"RSA key exchange", false, byCa, TLS1_2_VERSION, "kRSA"}}) {
     EXPECT_NE(arguments == "expired" ? certificate("", byCa + "-days -1") : certificate(arguments),
               "");
-    ListenerOptions options;
-    options.port = 24432;
+    ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
     options.certificateFile = home / "made.pem";
     options.keyFile = USER_KEY;
     options.minimumVersion = options.maximumVersion = version;

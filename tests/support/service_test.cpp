@@ -6,26 +6,12 @@
 using localservice::ListenerOptions;
 using localservice::Reply;
 
-static ListenerOptions usualOptions(std::uint16_t port) {
-  ListenerOptions options;
-  options.port = port;
-  options.certificateFile = LOCAL_PKI "/server.pem";
-  options.keyFile = LOCAL_PKI "/server.key";
-  return options;
-}
-
-ScriptedService::ScriptedService(std::vector<Reply> script, ListenerOptions options)
+ScriptedService::ScriptedService(std::vector<Reply> script, const ListenerOptions& options)
     : replies(std::move(script)),
-      listener(options, [this](const std::string& request) { return answer(request); }),
-      thread([this] { listener.serve(); }) {}
+      listener(options, [this](const std::string& request) { return answer(request); }) {}
 
 ScriptedService::ScriptedService(std::vector<Reply> script, std::uint16_t port)
-    : ScriptedService(std::move(script), usualOptions(port)) {}
-
-ScriptedService::~ScriptedService() {
-  listener.stop();
-  thread.join();
-}
+    : ScriptedService(std::move(script), localservice::listenerOptions(LOCAL_PKI, port)) {}
 
 Reply ScriptedService::answer(const std::string& request) {
   requests.push_back(request);

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <thread>
-
-#include "local_signing_service/tls_listener.h"
+#include "local_signing_service/background_listener.h"
 #include "support/module_test.h"
 
 // The clock that the module sees: this program's gettimeofday and usleep stand before the system's,
@@ -19,8 +17,8 @@ void advance(long microseconds);
 class ScriptedService {
  public:
   explicit ScriptedService(std::vector<localservice::Reply> script, std::uint16_t port = 24432);
-  ScriptedService(std::vector<localservice::Reply> script, localservice::ListenerOptions options);
-  ~ScriptedService();
+  ScriptedService(std::vector<localservice::Reply> script,
+                  const localservice::ListenerOptions& options);
 
   // What has been received, in full. Only between calls of the module.
   std::vector<std::string> requests;
@@ -32,8 +30,7 @@ class ScriptedService {
   localservice::Reply answer(const std::string& request);
 
   std::vector<localservice::Reply> replies;
-  localservice::TlsListener listener;
-  std::thread thread;
+  localservice::BackgroundListener listener;
 };
 
 // A well-formed reply with `body`, and with `headers` (each with its line end) behind the status.

@@ -46,12 +46,8 @@ void run(const localservice::Options& options) {
   localservice::Signer signer(options.pki / "users");
   const std::size_t keyCount = signer.keyCount();
   localservice::SigningService service(std::move(signer), options.service, std::cin, std::cout);
-  localservice::ListenerOptions listenerOptions;
-  listenerOptions.port = options.port;
-  listenerOptions.certificateFile = options.pki / "server.pem";
-  listenerOptions.keyFile = options.pki / "server.key";
   TlsListener listener(
-      listenerOptions,
+      localservice::listenerOptions(options.pki, options.port),
       withFaults([&](const std::string& request) { return service.handle(request); },
                  options.faults, std::cout));
   const StopOnSignals stopOnSignals(listener);

@@ -94,6 +94,14 @@ std::uint16_t boundPort(int socket) {
 
 }  // namespace
 
+ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port) {
+  ListenerOptions options;
+  options.port = port;
+  options.certificateFile = pki / "server.pem";
+  options.keyFile = pki / "server.key";
+  return options;
+}
+
 TlsListener::TlsListener(const ListenerOptions& options, Handler handler)
     : handler_(std::move(handler)),
       context_(makeContext(options)),

@@ -3,6 +3,7 @@
 #include <openssl/ssl.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 
 #include "private_key.h"
@@ -20,6 +21,9 @@ struct ListenerOptions {
   std::string cipherList;  // empty: the library's default
   int securityLevel = 2;   // of OpenSSL; TLS 1.1 and SHA-1 need 0
 };
+
+// Returns options for a service at `port` with the identity in `pki`, a folder of make-local-pki.
+ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port);
 
 // A TLS server on 127.0.0.1 that serves one connection, with one request, at a time.
 class TlsListener {

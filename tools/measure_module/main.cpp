@@ -12,10 +12,9 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "local_signing_service/tls_listener.h"
+#include "local_signing_service/background_listener.h"
 #include "pkcs11.h"
 
 namespace {
@@ -141,15 +140,9 @@ void measureAll(const char* modulePath, const fs::path& pki) {
   measure("listing of 1,000 certificates and keys", 101, 1, [&] { list(module); });
   measure("one attribute query", 1'001, 1, [&] { readLabel(module); });
 
-  localservice::ListenerOptions options;
-  options.port = PRODUCTION_PORT;
-  options.certificateFile = pki / "server.pem";
-  options.keyFile = pki / "server.key";
-  localservice::TlsListener listener(options, approve);
-  std::thread service([&] { listener.serve(); });
+  const localservice::BackgroundListener service(
+      localservice::listenerOptions(pki, PRODUCTION_PORT), approve);
   measure("one exchange with the local service", 101, 2, [&] { sign(module); });
-  listener.stop();
-  service.join();
 }
 
 }  // namespace
