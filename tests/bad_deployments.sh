@@ -30,4 +30,6 @@ renew && rm "$scratch/d/trust-anchors/"* && expect "trust-anchors: holds no"
 renew && sed -i '1s/.*/# [a; comment/' "$scratch/d/environments.txt" &&
   "$cmake" -DDEPLOYMENT_DIR="$scratch/d" -DDEPLOYMENT_SOURCE="$scratch/out.cpp" \
     -P "$source/cmake/deployment.cmake"
-grep -q '"production.quorvent.invalid", "443", "maquinaId"' "$scratch/out.cpp"
+[[ $(grep -oE '"[a-z]+.quorvent.invalid", "443", "[A-Za-z]+"' "$scratch/out.cpp" | tr -d '\n",') == \
+  "development.quorvent.invalid 443 maquinaIdDeshomologation.quorvent.invalid 443 maquinaIdHom$(:
+  )production.quorvent.invalid 443 maquinaIdtest.quorvent.invalid 443 maquinaIdTes" ]]

@@ -123,13 +123,6 @@ TEST_F(ProductLibrary, TableHoldsItsOwnFunctionsInTheStandardsOrder) {
   EXPECT_EQ(name, "C_WaitForSlotEvent");
 }
 
-TEST_F(ProductLibrary, PlaceholderHostsReachNobody) {
-  openSession();
-  CK_MECHANISM rsa = {CKM_RSA_PKCS, nullptr, 0};
-  pointers = {{"rsa", &rsa}};
-  run("C_SignInit 1 rsa 80000007 = 0; C_Sign 1 &data 8 &signature &n = 6; n ? 100");
-}
-
 TEST_F(ProductLibrary, UnloadsAndStartsAgainWithZeroState) {
   openSession();
   load(PRODUCT_MODULE);

@@ -44,6 +44,25 @@ TEST_F(Channel, ServersThatAreAcceptedAndRefused) {
   }
 }
 
+TEST_F(Channel, ChainsOfFourIntermediatesAreTheLongest) {
+  for (const int intermediates : {4, 5}) {
+    std::string by = " -CA " LOCAL_PKI "/ca.pem -CAkey " LOCAL_PKI "/ca.key ";
+    std::string chain;
+    for (int i = 0; i <= intermediates; ++i) {
+      EXPECT_NE(certificate(by + "-subj /CN=level" + std::to_string(i)), "");
+      std::filesystem::rename(home / "made.pem", home / "ca.pem");
+      by = " -CA " + (home / "ca.pem").string() + " -CAkey " USER_KEY " ";
+      chain = read("../../../ca.pem") + chain;
+    }
+    write("../../../chain.pem", chain);
+    ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
+    options.certificateFile = home / "chain.pem";
+    options.keyFile = USER_KEY;
+    ScriptedService service({FILED, accepted()}, options);
+    EXPECT_EQ(sign(), intermediates == 4 ? CKR_OK : CKR_FUNCTION_FAILED);
+  }
+}
+
 TEST_F(Channel, NobodyListens) {
   EXPECT_EQ(sign(), CKR_FUNCTION_FAILED);
   EXPECT_EQ(logOfService(), NO_CHANNEL);

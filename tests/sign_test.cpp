@@ -1,3 +1,4 @@
+#include <ctime>
 #include <tuple>
 
 #include "support/service_test.h"
@@ -129,6 +130,23 @@ TEST_F(Sign, PartsAreAcceptedAndFinishedWithoutTheService) {
       "C_SignFinal 1 D 0 = 7; C_SignFinal 1 0 &n = 0; n ? A; n : 9;"
       "C_SignFinal 1 D &n = 150; n ? 9; n : 99; C_SignFinal 1 D &n = 0; n ? A");
   EXPECT_EQ(data, std::string("\0\1\2\3\4\5\6\7\10\11", 10));
+}
+
+TEST_F(Sign, LogTellsTheLocalTime) {
+  setenv("TZ", "X5:30", 1);
+  const auto now = [] {
+    const std::time_t time = std::time(nullptr);
+    char text[20] = {};
+    tzset();
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", std::localtime(&time));
+    return std::string(text);
+  };
+  const std::string before = now();
+  CK_MECHANISM mechanism = {0x40, nullptr, 0};
+  p11->C_SignInit(1, &mechanism, KEY);
+  const std::string stamp = read("orvix.log").substr(0, 19);
+  EXPECT_LE(before, stamp);
+  EXPECT_LE(stamp, now());
 }
 
 TEST_F(Sign, QueuedErrorsFollowTheNextLineOnce) {

@@ -95,7 +95,7 @@ CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR
                                          require(userType <= CKU_USER, CKR_USER_TYPE_INVALID))) {
     return refusal;
   }
-  if (sessionState > CKS_RW_SO_FUNCTIONS) return CKR_OK;
+  if (sessionState > CKS_RW_SO_FUNCTIONS) return CKR_OK;  // cannot arise; keeps within the table
   const LoginOutcome& outcome = LOGIN_OUTCOMES[sessionState][userType];
   sessionState = outcome.state;
   return outcome.result;

@@ -64,7 +64,7 @@ bool openSecureChannel(SslContextPtr& outContext, BioPtr& outChannel, const char
   if (context == nullptr) return fail("Erro SSL_CTX_new");
   SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
   SSL_CTX_set_verify_depth(context.get(), VERIFY_DEPTH);
-  SSL_CTX_set_options(context.get(), 0);
+  SSL_CTX_set_options(context.get(), 0);  // none, in so many words
   addTrustAnchors(context.get());
 
   BioPtr channel(BIO_new_ssl_connect(context.get()));
