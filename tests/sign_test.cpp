@@ -133,7 +133,7 @@ TEST_F(Sign, PartsAreAcceptedAndFinishedWithoutTheService) {
 }
 
 TEST_F(Sign, LogTellsTheLocalTime) {
-  setenv("TZ", "X5:30", 1);
+  setenv("TZ", "XXX5:30", 1);
   const auto now = [] {
     const std::time_t time = std::time(nullptr);
     char text[20] = {};
