@@ -29,6 +29,11 @@ DirectoryPtr openCertificateDirectory();
 // identifier is what atoi makes of the whole name.
 std::optional<std::int32_t> certificateIdFromName(const char* name);
 
+// Widens an identifier read from a directory entry with its sign: so objects and files are named.
+constexpr std::uint64_t widened(std::int32_t id) {
+  return static_cast<std::uint64_t>(std::int64_t{id});
+}
+
 // Returns the full path of the file of certificate `id`; empty when HOME is unset.
 std::string certificateFilePath(std::uint64_t id);
 

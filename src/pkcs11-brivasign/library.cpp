@@ -1,12 +1,11 @@
-#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
-#include <openssl/ssl.h>
 
 #include "pkcs11-brivasign/checks.h"
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11-brivasign/text_field.h"
 #include "pkcs11.h"
+#include "service/tls_settings.h"
 
 using namespace brivasign;
 
@@ -15,13 +14,7 @@ using namespace brivasign;
 CK_RV C_Initialize(CK_VOID_PTR /*pInitArgs*/) noexcept {
   if (moduleInitialized != 0) return CKR_CRYPTOKI_ALREADY_INITIALIZED;
   moduleInitialized = 1;
-#ifdef OPENSSL_INIT_NO_LOAD_CONFIG
-  // The library would otherwise obey the system's configuration file and the one that OPENSSL_CONF
-  // names, and a strict or hostile file there would stop every signature.
-  OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG, nullptr);
-#endif
-  SSL_library_init();
-  SSL_load_error_strings();
+  startTlsLibrary();
   return CKR_OK;
 }
 

@@ -1,9 +1,6 @@
 #include <openssl/asn1.h>
-#include <openssl/bn.h>
-#include <openssl/objects.h>
 #include <openssl/x509.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +8,7 @@
 #include <string_view>
 
 #include "certcache/certcache.h"
+#include "certcache/certificate_label.h"
 #include "pkcs11-brivasign/checks.h"
 #include "pkcs11-brivasign/name_encoding.h"
 #include "pkcs11-brivasign/object_handle.h"
@@ -29,8 +27,6 @@ struct QueriedObject {
 // A 2048-bit RSAPublicKey in DER: the modulus follows two headers and its leading zero octet.
 constexpr std::size_t MODULUS_OFFSET = 9;
 constexpr std::size_t MODULUS_LENGTH = 256;
-
-constexpr std::size_t COMMON_NAME_LIMIT = 999;  // bytes
 
 // Answers with `length` bytes without reading the caller's length: the caller offers what the
 // attribute's type or an earlier size query tells.
@@ -54,31 +50,8 @@ bool isTooSmall(const CK_ATTRIBUTE& attribute, std::uint64_t length) {
   return attribute.pValue != nullptr && attribute.ulValueLen < length;
 }
 
-// Returns the subject's first common name as stored, nothing converted, up to its first zero byte;
-// empty when there is none.
-std::string commonNameOf(const X509* certificate) {
-  X509_NAME* const subject = X509_get_subject_name(certificate);
-  const int index = X509_NAME_get_index_by_NID(subject, NID_commonName, -1);
-  const X509_NAME_ENTRY* const entry = X509_NAME_get_entry(subject, index);
-  if (entry == nullptr) return {};
-  const ASN1_STRING* const value = X509_NAME_ENTRY_get_data(entry);
-  const auto* const text = reinterpret_cast<const char*>(ASN1_STRING_get0_data(value));
-  const auto length = static_cast<std::size_t>(ASN1_STRING_length(value));
-  return {text, strnlen(text, std::min(length, COMMON_NAME_LIMIT))};
-}
-
-// "(" serial number in decimal ") " common name: what a person tells certificates apart by.
-std::string labelOf(const X509* certificate) {
-  const BignumPtr serial(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
-  const OpensslText decimal(serial == nullptr ? nullptr : BN_bn2dec(serial.get()));
-  return std::string("(")
-      .append(decimal == nullptr ? "" : decimal.get())
-      .append(") ")
-      .append(commonNameOf(certificate));
-}
-
 CK_RV putLabel(CK_ATTRIBUTE& attribute, const X509* certificate) {
-  const std::string label = labelOf(certificate);
+  const std::string label = certificateLabel(certificate);
   if (!isTooSmall(attribute, label.size())) return put(attribute, label.data(), label.size());
   attribute.ulValueLen = label.size();
   return CKR_BUFFER_TOO_SMALL;

@@ -55,9 +55,6 @@ FindState& findState = searchMemory.state;
 // Appends the handles of certificate `id` to `phObject` at `count` when the certificate matches.
 using Match = void (*)(CK_OBJECT_HANDLE_PTR phObject, CK_ULONG& count, std::int32_t id);
 
-// Widens an identifier read from a directory entry with its sign.
-std::uint64_t widened(std::int32_t id) { return static_cast<std::uint64_t>(std::int64_t{id}); }
-
 void appendCertificate(CK_OBJECT_HANDLE_PTR phObject, CK_ULONG& count, std::int32_t id) {
   phObject[count++] = certificateHandle(widened(id));
 }

@@ -1,28 +1,12 @@
 #include "service/secure_channel.h"
 
-#include <openssl/pem.h>
-
 #include <csignal>
-#include <cstring>
 
 #include "log/log.h"
-#include "service/trust_anchors.h"
+#include "service/tls_settings.h"
 
 namespace brivasign {
 namespace {
-
-constexpr int VERIFY_DEPTH = 4;
-constexpr const char* CIPHER_LIST = "HIGH:!aNULL:!kRSA:!PSK:!SRP:!MD5:!RC4";
-
-// Loads the trust anchors into the context's store. An anchor that does not parse vouches for
-// nobody; the others still serve.
-void addTrustAnchors(SSL_CTX* context) {
-  for (const char* const text : trustAnchors) {
-    const BioPtr source(BIO_new_mem_buf(text, static_cast<int>(std::strlen(text))));
-    const X509Ptr anchor(PEM_read_bio_X509(source.get(), nullptr, nullptr, nullptr));
-    X509_STORE_add_cert(SSL_CTX_get_cert_store(context), anchor.get());
-  }
-}
 
 bool fail(const char* message) {
   writeLog(message);
@@ -38,7 +22,7 @@ bool connectAndVerify(BIO* channel, const char* host, const char* port) {
   SSL* connection = nullptr;
   BIO_get_ssl(channel, &connection);
   if (connection == nullptr) return fail("Erro BIO_get_ssl");
-  if (SSL_set_cipher_list(connection, CIPHER_LIST) == 0) return fail("Erro SSL_set_cipher_list");
+  if (!limitCiphers(connection)) return fail("Erro SSL_set_cipher_list");
   if (SSL_set_tlsext_host_name(connection, host) == 0) {
     return fail("Erro SSL_set_tlsext_host_name");
   }
@@ -60,12 +44,8 @@ bool openSecureChannel(SslContextPtr& outContext, BioPtr& outChannel, const char
   // A write into a connection that the peer has closed must not end the host process.
   std::signal(SIGPIPE, SIG_IGN);
 
-  SslContextPtr context(SSL_CTX_new(TLSv1_2_client_method()));
+  SslContextPtr context = newTlsContext();
   if (context == nullptr) return fail("Erro SSL_CTX_new");
-  SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
-  SSL_CTX_set_verify_depth(context.get(), VERIFY_DEPTH);
-  SSL_CTX_set_options(context.get(), 0);  // none, in so many words
-  addTrustAnchors(context.get());
 
   BioPtr channel(BIO_new_ssl_connect(context.get()));
   if (channel == nullptr) return fail("Erro BIO_new_ssl_connect");

@@ -8,16 +8,21 @@
 
 namespace brivasign {
 
-std::int32_t readEnvironmentIndex() {
+EnvironmentChoice readEnvironmentChoice() {
   std::ifstream file(productFilePath("ambiente"));
-  if (!file.is_open()) return ENV_PRODUCTION;
+  if (!file.is_open()) return {};
 
   std::string line;
   std::getline(file, line);
   const std::int32_t index = std::atoi(line.c_str());  // NOLINT(cert-err34-c): no digits mean 0
-  if (static_cast<std::uint32_t>(index) < ENVIRONMENT_COUNT) return index;
-  writeLog("valor invalido para ambiente, usando valor 2 (producao)");
-  return ENV_PRODUCTION;
+  const bool isValid = static_cast<std::uint32_t>(index) < ENVIRONMENT_COUNT;
+  return {isValid ? index : ENV_PRODUCTION, line, isValid};
+}
+
+std::int32_t readEnvironmentIndex() {
+  const EnvironmentChoice choice = readEnvironmentChoice();
+  if (!choice.isValid) writeLog("valor invalido para ambiente, usando valor 2 (producao)");
+  return choice.index;
 }
 
 std::string readMachineId(std::int32_t index) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace brivasign {
@@ -23,9 +24,18 @@ constexpr std::size_t ENVIRONMENT_COUNT = 4;
 // that the module is built with.
 extern const std::array<ServiceEnvironment, ENVIRONMENT_COUNT> serviceEnvironments;
 
-// Reads the environment index, always 0 to 3, from the first line of the file "ambiente" in the
-// product folder. Without the file it is ENV_PRODUCTION; a line that begins with no number means 0;
-// a number outside 0 to 3 is logged and means ENV_PRODUCTION.
+// Which environment is selected, and what the file "ambiente" in the product folder says about it.
+struct EnvironmentChoice {
+  std::int32_t index = ENV_PRODUCTION;  // always 0 to 3
+  std::optional<std::string> line{};    // the file's first line; nothing when it cannot be opened
+  bool isValid = true;                  // false: the line begins with a number outside 0 to 3
+};
+
+// Reads the choice. Without the file, and for a number outside 0 to 3, it is ENV_PRODUCTION; a line
+// that begins with no number means 0. Writes nothing.
+EnvironmentChoice readEnvironmentChoice();
+
+// Returns the index of the choice; a number outside 0 to 3 is logged.
 std::int32_t readEnvironmentIndex();
 
 // Reads the identifier that the service issued to this computer for environment `index` (0 to 3):

@@ -13,15 +13,12 @@
 #include "service/base64.h"
 #include "service/host_process.h"
 #include "service/message_format.h"
+#include "service/notification_command.h"
 #include "service/reply.h"
 #include "service/secure_channel.h"
 
 namespace brivasign {
 namespace {
-
-constexpr const char* NOTIFICATION_COMMAND =
-    "osascript -e 'display notification \"Foi enviado um pedido de PIN para o seu dispositivo.\" "
-    "with title \"Quorvent\"'";
 
 constexpr std::size_t NOTIFICATION_MESSAGE_SIZE = 100;  // bytes, terminator included
 
