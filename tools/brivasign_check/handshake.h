@@ -1,0 +1,12 @@
+#pragma once
+
+#include "brivasign_check/finding.h"
+
+namespace diagnosis {
+
+// Makes the module's TLS handshake with `host` (zero-terminated) over the connected `socket` that
+// does not block, closes the TLS connection, and tells how the server's certificate was judged.
+// Sends no request.
+Finding checkHandshake(int socket, const char* host);
+
+}  // namespace diagnosis
