@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# What scripts/demo works with: showing commands and what they print, the signing service, and the
-# desktop. All of it keeps its files in the current folder.
+# What scripts/demo and tests/applications work with: a home folder, showing commands and what they
+# print, the signing service, and the desktop. All of it keeps its files in the current folder.
 
 # The module that talks to the local service has this port built in.
 readonly PORT=24432
@@ -10,11 +10,53 @@ case $(uname) in
   *) readonly MODULE=pkcs11-brivasign-local.so ;;
 esac
 
+# What Maria's objects are found by: her certificate's number, 1001, as it lies in memory, low byte
+# first.
+# shellcheck disable=SC2034  # for the scripts
+readonly ID=e903000000000000
+
 readonly PRODUCT_FOLDER="Library/Application Support/Orvix"
 readonly LOG=$PRODUCT_FOLDER/orvix.log
 
 servicePid=
 relayPid=
+# What else is to be stopped at the end.
+helperPids=
+
+# Enters a new temporary folder that serves as the home folder until the script ends, with what an
+# installation would put there: the certificates and the programs are those of the build folder $1.
+enterHome() {
+  scratch=$(mktemp -d)
+  trap leaveHome EXIT
+  trap 'exit 130' INT
+  trap 'exit 143' TERM
+  trap 'exit 129' HUP
+  cd "$scratch" || exit
+  export HOME=$scratch
+  mkdir -p "$PRODUCT_FOLDER/certificados"
+  cp "$1"/local-pki/users/*.cer "$PRODUCT_FOLDER/certificados"
+  echo demo-machine >"$PRODUCT_FOLDER/maquinaId"
+  # Short names for the commands shown.
+  ln -s "$1/$MODULE" "$1/local-signing-service" "$1/local-pki" .
+}
+
+# Stops what is still running and removes the home folder.
+leaveHome() {
+  stopEverything
+  cd /
+  rm -rf "$scratch"
+}
+
+# Makes a file to sign, and what the mechanisms sign of it: RSA-PKCS-PSS the hash, RSA-PKCS the hash
+# after the name of its algorithm in DER.
+makeContract() {
+  printf 'Maria pays Joao 100.\n' >contract.txt
+  openssl dgst -sha256 -binary contract.txt >contract.sha256
+  {
+    printf '\060\061\060\015\006\011\140\206\110\001\145\003\004\002\001\005\000\004\040'
+    cat contract.sha256
+  } >contract.digest-info
+}
 
 # Tells what is on standard input, set off from what is around it.
 say() {
@@ -59,10 +101,10 @@ runTool() {
   run pkcs11-tool --module "./$MODULE" "$@"
 }
 
-# Ends the demo because of $1, and shows the module's log, which may tell more.
+# Ends the script because of $1, and shows the module's log, which may tell more.
 fail() {
   [[ ! -s $LOG ]] || relay orvix.log <"$LOG"
-  printf '\nThe demo failed: %s.\n' "$1" >&2
+  printf '\n%s failed: %s.\n' "$(basename "$0")" "$1" >&2
   exit 1
 }
 
@@ -104,7 +146,7 @@ stopService() {
 # Stops what is still running, in whatever state it is.
 stopEverything() {
   local pid
-  for pid in $servicePid $relayPid; do
+  for pid in $helperPids $servicePid $relayPid; do
     kill "$pid" 2>/dev/null || true
     wait "$pid" 2>/dev/null || true
   done
