@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Poppler's pdfsig signs a document and finds the signature valid.
+# shellcheck source=tests/applications/support.sh disable=SC1091
+source "$(dirname "$0")/support.sh"
+setUp "$1" poppler-utils command -v pdfsig
+makeNssDatabase
+
+cat >draft.pdf <<'TEXT'
+%PDF-1.4
+1 0 obj <</Type /Catalog /Pages 2 0 R>> endobj
+2 0 obj <</Type /Pages /Kids [3 0 R] /Count 1>> endobj
+3 0 obj <</Type /Page /Parent 2 0 R /MediaBox [0 0 200 100]>> endobj
+trailer <</Root 1 0 R /Size 4>>
+TEXT
+# This brings the table of the objects' places.
+run pdftocairo -pdf draft.pdf contract.pdf || fail "the document cannot be completed"
+# The first request is to learn the length.
+requests=2 runSigning at-once pdfsig -nssdir sql:nssdb -add-signature -nick "$nickname" \
+  contract.pdf signed.pdf || fail "pdfsig does not sign"
+run pdfsig -nssdir sql:nssdb signed.pdf || fail "pdfsig cannot read what it has signed"
+for text in "Common Name: Maria Exemplo" "Signature is Valid" "Certificate is Trusted"; do
+  expectText pdfsig "$text"
+done
