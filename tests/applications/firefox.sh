@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # Firefox, told by a policy to load the module, opens a page of a server that demands a certificate,
 # and shows what it shows when the page is a file.
-# shellcheck source=tests/applications/support.sh disable=SC1091
 source "$(dirname "$0")/support.sh"
 setUp "$1" firefox-esr command -v firefox-esr
 # It selects any certificate that fits.
@@ -13,11 +12,9 @@ rm -r firefox/distribution firefox/firefox-esr
 mkdir firefox/distribution profile
 cp /usr/lib/firefox-esr/firefox-esr firefox
 cat >firefox/distribution/policies.json <<TEXT
-{"policies": {
-  "SecurityDevices": {"Add": {"Quorvent": "$HOME/$MODULE"}},
+{"policies": {"SecurityDevices": {"Add": {"Quorvent": "$HOME/$MODULE"}},
   "Certificates": {"Install": ["$HOME/local-pki/ca.pem"]},
-  "Preferences": {"security.default_personal_cert": {"Value": "Select Automatically"}}
-}}
+  "Preferences": {"security.default_personal_cert": {"Value": "Select Automatically"}}}}
 TEXT
 echo "<body bgcolor=lime><h1>Let in</h1>" >page.html
 # It waits for ever for a page that it cannot show.

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # GnuTLS lists certificates and keys, exports by identifier, and authenticates itself to a server.
-# shellcheck source=tests/applications/support.sh disable=SC1091
 source "$(dirname "$0")/support.sh"
 setUp "$1" gnutls-bin command -v gnutls-cli
 readonly URI="pkcs11:id=%e9%03%00%00%00%00%00%00"

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # Java's SunPKCS11 lists two keys and signs an archive.
-# shellcheck source=tests/applications/support.sh disable=SC1091
 source "$(dirname "$0")/support.sh"
 setUp "$1" default-jdk-headless jar --version
 printf 'name = Quorvent\nlibrary = %s\n' "$HOME/$MODULE" >quorvent.cfg

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # NSS knows the keys of both certificates, signs a message, and authenticates itself to a server.
-# shellcheck source=tests/applications/support.sh disable=SC1091
 source "$(dirname "$0")/support.sh"
 setUp "$1" libnss3-tools command -v certutil
 makeNssDatabase

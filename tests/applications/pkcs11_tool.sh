@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # OpenSC's pkcs11-tool shows the token, reads and signs by identifier.
-# shellcheck source=tests/applications/support.sh disable=SC1091
 source "$(dirname "$0")/support.sh"
 setUp "$1" opensc command -v pkcs11-tool
 

@@ -1,7 +1,6 @@
 # shellcheck shell=bash
 # What the tests of applications share, besides what they share with the demo.
 set -euo pipefail
-# shellcheck source=scripts/demo-support.sh disable=SC1091
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/demo-support.sh"
 
 readonly TLS_PORT=24440
@@ -21,10 +20,8 @@ setUp() {
   openssl x509 -in local-pki/users/1001.pem -noout -pubkey >maria.pub
 }
 
-# Fails unless $1.lines holds the text $2.
-expectText() {
-  grep -qF -e "$2" "$1.lines" || fail "$1 should have said: $2"
-}
+# Fails unless $1 has said $2.
+expectText() { grep -qF -e "$2" "$1.lines" || fail "$1 should have said: $2"; }
 
 # Runs a command that needs Maria's signature, with a service of the approval mode $1 for it alone.
 runSigning() {
