@@ -1,0 +1,22 @@
+# What `cmake --install` and `cpack` put where; the same layout on every platform.
+
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME product)
+
+install(TARGETS pkcs11-brivasign LIBRARY DESTINATION lib/pkcs11)
+install(TARGETS brivasign-check RUNTIME DESTINATION bin)
+file(GLOB documents CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION share/doc/pkcs11-brivasign)
+install(FILES ${documents} DESTINATION share/doc/pkcs11-brivasign/docs)
+
+# p11-kit wants the module's full path, which only the installation knows.
+install(CODE "file(WRITE \"${PROJECT_BINARY_DIR}/brivasign.module\"
+  \"module: \${CMAKE_INSTALL_PREFIX}/lib/pkcs11/$<TARGET_FILE_NAME:pkcs11-brivasign>\\n\")")
+install(FILES "${PROJECT_BINARY_DIR}/brivasign.module" DESTINATION share/p11-kit/modules)
+
+file(STRINGS "${PROJECT_SOURCE_DIR}/src/log/version.h" version_line REGEX "MODULE_VERSION")
+string(REGEX REPLACE ".*\"(.*)\".*" "\\1" CPACK_PACKAGE_VERSION "${version_line}")
+set(CPACK_GENERATOR TGZ)
+set(CPACK_SET_DESTDIR ON)
+set(CPACK_INSTALL_PREFIX /usr/local)
+set(CPACK_STRIP_FILES ON)
+include(CPack)
