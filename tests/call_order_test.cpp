@@ -4,6 +4,7 @@
 #include <memory>
 #include <regex>
 #include <sstream>
+#include <tuple>
 
 #include "support/module_test.h"
 
@@ -29,12 +30,7 @@ const std::string NAMES =
 
 // The answers to a call whose first argument, when it is no pointer, is 1, all others 0 or null:
 // not initialised; initialised, without a session; with a session, without an operation.
-struct Answers {
-  CK_RV uninitialized;
-  CK_RV closed;
-  CK_RV open;
-  const char* names;
-};
+using Answers = std::tuple<CK_RV, CK_RV, CK_RV, const char*>;
 const Answers ANSWERS[] = {
     {0x0, 0x191, 0x191, "C_Initialize"},
     {0x7, 0x7, 0x7, "C_GetFunctionList"},
@@ -69,23 +65,21 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetInfo(CK_INFO*) {
 
 TEST_F(ProductLibrary, FirstRefusalOfEveryFunction) {
   std::size_t called = 0;
-  for (const Answers& answers : ANSWERS) {
-    std::istringstream names(answers.names);
+  for (const auto& [uninitialized, closed, open, list] : ANSWERS) {
+    std::istringstream names(list);
     for (std::string name; names >> name; ++called) {
       const bool takesPointer = name == "C_Initialize" || name == "C_Finalize" ||
                                 name == "C_GetInfo" || name == "C_GetFunctionList";
       const std::string text = name + (takesPointer ? " 0" : " 1");
       // What refuses a call first does not follow its pointers.
-      EXPECT_EQ(call(answers.uninitialized == 0x190 ? name + " 1 8 8 8 8 8 8 8" : text),
-                answers.uninitialized)
+      EXPECT_EQ(call(uninitialized == 0x190 ? name + " 1 8 8 8 8 8 8 8" : text), uninitialized)
           << name;
       call("C_Initialize");
       call("C_CloseAllSessions 1");
-      EXPECT_EQ(call(answers.closed == 0xB3 ? name + " 1 8 8 8 8 8 8 8" : text), answers.closed)
-          << name;
+      EXPECT_EQ(call(closed == 0xB3 ? name + " 1 8 8 8 8 8 8 8" : text), closed) << name;
       call("C_Initialize");
       call("C_OpenSession 1 6 0 0 &session");
-      EXPECT_EQ(call(text), answers.open) << name;
+      EXPECT_EQ(call(text), open) << name;
       call("C_Finalize");
     }
   }

@@ -19,7 +19,6 @@ class Information : public ModuleTest {
   }
 };
 
-// `text` with zero bytes behind it, `width` bytes in all.
 std::string padded(std::string text, std::size_t width) {
   text.resize(width, '\0');
   return text;
@@ -62,7 +61,7 @@ TEST_F(Information, ListsFillWhatFitsAndRefuseWithoutATrace) {
   EXPECT_THAT(list, testing::ElementsAre(0x1, 0xD, 9));
 }
 
-TEST_F(Information, MechanismsKnownAndUnknown) {
+TEST_F(Information, MechanismsKnownAndUnknownAndNoSlotEvents) {
   std::istringstream known(  // type, least and most key size, flags
       "1 800 800 7B00  6 800 800 2800  9 800 800 300  D 800 800 2800  131 C0 C0 8000  "
       "133 C0 C0 300  220 0 0 400  364 80 100 80000  1082 80 100 300");
@@ -74,9 +73,6 @@ TEST_F(Information, MechanismsKnownAndUnknown) {
   EXPECT_EQ(type, "1082");
   std::istringstream unknown("0 2 3 4 5 7 8 A B C E 40 130 132 210 250 1081 100000001");
   while (unknown >> type) run("n : 9; C_GetMechanismInfo 1 " + type + " &n = 70; n ? 9");
-}
-
-TEST_F(Information, NoSlotEventEver) {
   run("slot : 9; C_WaitForSlotEvent 0 &slot 0 = 8; C_WaitForSlotEvent 1 &slot 0 = 8;"
       "C_WaitForSlotEvent 2 &slot 0 = 7; C_WaitForSlotEvent 100000000 &slot 0 = 7;"
       "C_WaitForSlotEvent 1 &slot &slot = 7; slot ? 9");

@@ -16,7 +16,6 @@ class Session : public ModuleTest {
     return info.state;
   }
 
-  // Opens the session anew in the state `wanted`.
   void enter(CK_STATE wanted) {
     run(wanted < 2 ? "C_OpenSession 1 4 0 0 &n = 0" : "C_OpenSession 1 6 0 0 &n = 0");
     if (wanted % 2 == 1) run("C_Login 1 1 0 0 = 0");
