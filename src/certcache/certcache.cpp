@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "certcache/keyless_certificate.h"
 #include "log/product_folder.h"
 
 namespace brivasign {
@@ -31,7 +32,7 @@ X509Ptr loadCertificate(std::uint64_t id) {
   if (file == nullptr || BIO_read_filename(file.get(), certificateFilePath(id).c_str()) <= 0) {
     return nullptr;
   }
-  return X509Ptr(d2i_X509_bio(file.get(), nullptr));
+  return parseKeylessCertificate(file.get());
 }
 
 RawCertificateFile::RawCertificateFile(std::uint64_t id)

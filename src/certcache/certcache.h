@@ -37,8 +37,8 @@ constexpr std::uint64_t widened(std::int32_t id) {
 // Returns the full path of the file of certificate `id`; empty when HOME is unset.
 std::string certificateFilePath(std::uint64_t id);
 
-// Reads and parses the file of certificate `id`. Returns null when it is missing, unreadable or
-// does not begin with a DER certificate.
+// Reads and parses the file of certificate `id`; its public key stays encoded. Returns null when
+// the file is missing, unreadable or does not begin with a DER certificate.
 X509Ptr loadCertificate(std::uint64_t id);
 
 // The bytes of a certificate file exactly as stored, whatever follows the certificate included.

@@ -31,8 +31,13 @@ std::vector<std::string> entryNames(DIR* directory) {
   return names;
 }
 
+// Certificates are loaded with their keys still encoded.
 bool hasRsa2048Key(X509* certificate) {
-  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(X509_get_pubkey(certificate),
+  unsigned char* encoding = nullptr;
+  const int length = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &encoding);
+  const brivasign::OpensslBytes owner(encoding);
+  const unsigned char* at = encoding;
+  const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(d2i_PUBKEY(nullptr, &at, length),
                                                                 EVP_PKEY_free);
   return key != nullptr && EVP_PKEY_base_id(key.get()) == EVP_PKEY_RSA &&
          EVP_PKEY_bits(key.get()) == 2048;
