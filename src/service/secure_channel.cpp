@@ -1,8 +1,11 @@
 #include "service/secure_channel.h"
 
+#include <sys/socket.h>
+
 #include <csignal>
 
 #include "log/log.h"
+#include "service/host_process.h"
 #include "service/tls_settings.h"
 
 namespace brivasign {
@@ -13,11 +16,24 @@ bool fail(const char* message) {
   return false;
 }
 
+// The connect channel reports each of its steps here. Returns `result`, the step's own. The options
+// wait until the connection stands: how long connecting may take is the system's matter.
+int watchSteps(BIO* connector, int /*step*/, int result) {
+  const auto socket = static_cast<int>(BIO_get_fd(connector, nullptr));
+  sockaddr_storage peer = {};
+  socklen_t length = sizeof peer;
+  if (getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &length) == 0) {
+    detectVanishedPeer(socket);
+  }
+  return result;
+}
+
 // Connects the channel and makes the handshake. Only 0 counts as a failure of either step: a
 // negative result (refused, not resolved, aborted) shows in what the server has to present.
 bool connectAndVerify(BIO* channel, const char* host, const char* port) {
   BIO_set_conn_port(channel, port);
   BIO_set_conn_hostname(channel, host);
+  BIO_set_info_callback(BIO_next(channel), watchSteps);
 
   SSL* connection = nullptr;
   BIO_get_ssl(channel, &connection);
