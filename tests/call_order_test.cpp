@@ -116,9 +116,3 @@ TEST_F(ProductLibrary, TableHoldsItsOwnFunctionsInTheStandardsOrder) {
   }
   EXPECT_EQ(name, "C_WaitForSlotEvent");
 }
-
-TEST_F(ProductLibrary, UnloadsAndStartsAgainWithZeroState) {
-  openSession();
-  load(PRODUCT_MODULE);
-  run("C_GetSessionInfo 1 = 190; C_Initialize = 0; C_GetSessionInfo 1 = B3");
-}

@@ -1,5 +1,4 @@
 #include <csignal>
-#include <fstream>
 #include <tuple>
 
 #include "support/service_test.h"
@@ -70,18 +69,4 @@ TEST_F(Channel, NobodyListens) {
   EXPECT_THAT(log(), testing::Contains("<tls>")) << "the library's reason";
   EXPECT_THAT(log(), testing::Not(testing::Contains(executable))) << "nothing is sent";
   EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
-}
-
-TEST_F(Channel, ObeysNoConfigurationButItsOwn) {
-  std::ofstream(home / "openssl.cnf")
-      << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
-         "system_default = tls\n[tls]\nCipherString = DEFAULT:@SECLEVEL=5\n";
-  setenv("OPENSSL_CONF", (home / "openssl.cnf").c_str(), 1);
-  load(LOCAL_MODULE);  // into a process that has not initialised it
-  openSession();
-  ScriptedService service({FILED, accepted(), FILED, accepted()});
-  EXPECT_EQ(sign(), CKR_OK);
-  run("C_Finalize = 0; C_Initialize = 0");
-  EXPECT_EQ(sign(), CKR_OK) << "finalised and initialised again";
-  unsetenv("OPENSSL_CONF");
 }

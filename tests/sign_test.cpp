@@ -156,12 +156,3 @@ TEST_F(Sign, QueuedErrorsFollowTheNextLineOnce) {
   EXPECT_THAT(
       log(), ElementsAre("Mecanismo invalido: 0x40", "<tls>", "<tls>", "Mecanismo invalido: 0x40"));
 }
-
-TEST_F(Sign, GoesAheadWithoutAHome) {
-  for (const bool isSet : {true, false}) {
-    isSet ? setenv("HOME", (home / "missing").c_str(), 1) : unsetenv("HOME");
-    ScriptedService service({FILED, accepted()});
-    EXPECT_EQ(sign(), CKR_OK);
-    EXPECT_THAT(service.requests[0], testing::HasSubstr("X-BRIVASIGN-UUID: \r\n"));
-  }
-}

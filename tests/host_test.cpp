@@ -1,0 +1,182 @@
+#include <malloc.h>
+#include <openssl/err.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+
+#include "support/service_test.h"
+
+// The process around the module and the files that it is given. The services here, on a thread of
+// this process, run on the system's shared TLS library beside the module's own.
+
+using localservice::Reply;
+namespace fs = std::filesystem;
+
+namespace {
+
+class Host : public ServiceTest {
+ protected:
+  // Asks certificate 7 for its label and its file. Returns the result.
+  CK_RV ask() {
+    label.assign(100, '\0');
+    std::string file(5'000, '\0');
+    CK_ATTRIBUTE attributes[] = {{CKA_LABEL, label.data(), label.size()},
+                                 {CKA_VALUE, file.data(), file.size()}};
+    const CK_RV result = p11->C_GetAttributeValue(1, 7, attributes, 2);
+    label.resize(label.find('\0'));
+    return result;
+  }
+
+  // Returns how many handles a search finds; `filter` is the name of a template of one entry.
+  CK_ULONG found(const std::string& filter = "") {
+    pointers["handles"] = handles.data();
+    run("C_FindObjectsInit 1 " + (filter.empty() ? "&none 0" : filter + " 1") +
+        " = 0; C_FindObjects 1 handles 493E0 &n = 0; C_FindObjectsFinal 1 = 0");
+    return numbers["n"];
+  }
+
+  std::vector<CK_OBJECT_HANDLE> handles = std::vector<CK_OBJECT_HANDLE>(300'000);
+  std::string label;
+};
+
+}  // namespace
+
+TEST_F(Host, ErrorQueuesStayApart) {
+  ERR_put_error(ERR_LIB_USER, 0, 42, "host", 1);
+  const unsigned long ours = ERR_peek_error();
+  EXPECT_EQ(ask(), CKR_DEVICE_ERROR);
+  EXPECT_EQ(sign(), CKR_FUNCTION_FAILED) << "nobody listens";
+  EXPECT_THAT(read("orvix.log"), testing::Not(testing::HasSubstr("host")));
+  EXPECT_EQ(ERR_get_error(), ours);
+  EXPECT_EQ(ERR_get_error(), 0U) << "and what the module queued stays with the module";
+}
+
+TEST_F(Host, NoConfigurationIsObeyed) {
+  std::ofstream(home / "openssl.cnf")
+      << "openssl_conf = all\n[all]\nssl_conf = ssl\n[ssl]\n"
+         "system_default = tls\n[tls]\nCipherString = DEFAULT:@SECLEVEL=5\n";
+  EXPECT_NE(certificate(issuedBy("Unknown")), "");
+  setenv("OPENSSL_CONF", (home / "openssl.cnf").c_str(), 1);
+  setenv("SSL_CERT_FILE", (home / "ca.pem").c_str(), 1);
+  setenv("SSL_CERT_DIR", home.c_str(), 1);
+  load(LOCAL_MODULE);  // into a process that has not initialised it
+  openSession();
+  localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
+  for (const CK_RV result : {CKR_OK, CKR_FUNCTION_FAILED}) {
+    ScriptedService service({FILED, accepted()}, options);
+    EXPECT_EQ(sign(), result);
+    run("C_Finalize = 0; C_Initialize = 0");
+    options.certificateFile = home / "made.pem";
+    options.keyFile = USER_KEY;
+  }
+}
+
+TEST_F(Host, HomesOfAllKinds) {
+  write("certificados/7.cer", certificate());
+  const std::string slashes(4'000 - home.string().size(), '/');
+  const Reply update =
+      reply(R"({"id":77,"notificacaoEnviada":false})", "x-app-update-available: true\r\n");
+  const uid_t user = geteuid();
+  using Row = std::tuple<std::string, std::string, bool>;  // what, HOME, whether it has a folder
+  for (const auto& [what, path, isThere] : std::vector<Row>{{"unset", "", false},
+                                                            {"empty", "", false},
+                                                            {"missing", "/nowhere", false},
+                                                            {"a file", "/dev/null", false},
+                                                            {"too long", slashes + slashes, false},
+                                                            {"long", home.string() + slashes, true},
+                                                            {"full", home, true},
+                                                            {"read-only", home, true}}) {
+    SCOPED_TRACE(what);
+    ScriptedService service({update, accepted()});
+    what == "unset" ? unsetenv("HOME") : setenv("HOME", path.c_str(), 1);
+    for (const char* file : {"orvix.log", "atualizar"}) {
+      fs::remove(folder / file);
+      if (what == "full") fs::create_symlink("/dev/full", folder / file);
+    }
+    if (what == "read-only") {  // for whoever is not root
+      EXPECT_EQ(std::system(("chmod -R a=rX " + home.string()).c_str()), 0);
+      static_cast<void>(seteuid(65'534));
+    }
+    EXPECT_EQ(found(), isThere ? 2U : 0U);
+    EXPECT_EQ(ask(), isThere ? CKR_OK : CKR_DEVICE_ERROR);
+    EXPECT_EQ(sign(), CKR_OK);
+    EXPECT_EQ(seteuid(user), 0);
+    if (what != "full") EXPECT_EQ(read("atualizar"), what == "long" ? "1" : "");
+  }
+  fs::permissions(home, fs::perms::owner_all);
+}
+
+TEST_F(Host, FilesChangeAndVanishWhileTheyAreRead) {
+  const std::string ana = certificate("-subj /CN=Ana");
+  const std::string bia = certificate("-subj '/CN=Beatriz Cristina'") + std::string(300, '-');
+  const std::string subject = name("Ana");
+  CK_ATTRIBUTE filters[] = {{CKA_SUBJECT, const_cast<char*>(subject.data()), subject.size()},
+                            {CKA_VALUE, const_cast<char*>(ana.data()), ana.size()}};
+  pointers = {{"subject", &filters[0]}, {"value", &filters[1]}};
+  std::atomic<bool> isOver = false;
+  std::thread companion([&] {
+    while (!isOver) {
+      for (const std::string& content : {ana, bia, ana.substr(0, 400), std::string()}) {
+        write("certificados/7.cer", content);
+      }
+      fs::remove(folder / "certificados/7.cer");
+    }
+  });
+  for (int i = 0; i < 2'000; ++i) {
+    // The file may be gone when its bytes are asked for: no buffer is large enough for that.
+    const CK_RV result = ask();
+    EXPECT_THAT(result, testing::AnyOf(CKR_OK, CKR_DEVICE_ERROR, CKR_BUFFER_TOO_SMALL));
+    if (result == CKR_OK) {
+      EXPECT_THAT(label, testing::AnyOf("(4660) Ana", "(4660) Beatriz Cristina"));
+    }
+    EXPECT_LE(found("subject"), 2U);
+    EXPECT_LE(found("value"), 1U);
+  }
+  isOver = true;
+  companion.join();
+  write("certificados/7.cer", ana);
+  EXPECT_EQ(ask(), CKR_OK);
+  EXPECT_EQ(found("value"), 1U);
+}
+
+TEST_F(Host, AThousandLoadsLeaveNothingBehind) {
+  write("certificados/7.cer", certificate());
+  std::size_t before = 0;
+  for (int i = 0; i < 1'000; ++i) {
+    if (i == 10) before = mallinfo2().uordblks;
+    load(LOCAL_MODULE);
+    run("C_GetSessionInfo 1 = 190; C_Initialize = 0; C_GetSessionInfo 1 = B3;"
+        "C_OpenSession 1 6 0 0 &session = 0");
+    EXPECT_EQ(ask(), CKR_OK);
+  }
+  EXPECT_LT(mallinfo2().uordblks, before + 100'000) << "bytes in use";
+}
+
+TEST_F(Host, AForkedChildSigns) {
+  ScriptedService service({FILED, accepted(), FILED, accepted()});
+  const pid_t child = fork();
+  if (child == 0) _exit(sign() == CKR_OK && signature[4] == 4 ? 0 : 1);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(sign(), CKR_OK);
+  for (const auto& [request, pid] : {std::pair(0, child), std::pair(2, getpid())}) {
+    EXPECT_THAT(service.requests.at(request),
+                testing::HasSubstr("\"pid\":\"" + std::to_string(pid) + '"'));
+  }
+}
+
+TEST_F(Host, AHundredThousandEntries) {
+  for (int i = 1; i <= 100'000; ++i) write("certificados/" + std::to_string(i) + ".cer", "");
+  write("certificados/7.cer", certificate());
+  EXPECT_EQ(found(), 200'000U);
+  std::sort(handles.begin(), handles.begin() + 200'000);
+  for (CK_ULONG i = 0; i < 100'000; ++i) {
+    ASSERT_EQ(handles[i], i + 1);
+    ASSERT_EQ(handles[100'000 + i], KEY + i + 1);
+  }
+  EXPECT_EQ(ask(), CKR_OK);
+}
