@@ -98,13 +98,13 @@ TEST_F(Host, HomesOfAllKinds) {
     }
     if (what == "read-only") {  // for whoever is not root
       EXPECT_EQ(std::system(("chmod -R a=rX " + home.string()).c_str()), 0);
-      static_cast<void>(seteuid(65'534));
+      EXPECT_TRUE(seteuid(65'534) == 0 || user != 0);
     }
     EXPECT_EQ(found(), isThere ? 2U : 0U);
     EXPECT_EQ(ask(), isThere ? CKR_OK : CKR_DEVICE_ERROR);
     EXPECT_EQ(sign(), CKR_OK);
     EXPECT_EQ(seteuid(user), 0);
-    if (what != "full") EXPECT_EQ(read("atualizar"), what == "long" ? "1" : "");
+    EXPECT_EQ(what == "full" ? "" : read("atualizar"), what == "long" ? "1" : "");
   }
   fs::permissions(home, fs::perms::owner_all);
 }
@@ -163,7 +163,7 @@ TEST_F(Host, AForkedChildSigns) {
   EXPECT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(sign(), CKR_OK);
-  for (const auto& [request, pid] : {std::pair(0, child), std::pair(2, getpid())}) {
+  for (const auto& [request, pid] : {std::pair(0U, child), std::pair(2U, getpid())}) {
     EXPECT_THAT(service.requests.at(request),
                 testing::HasSubstr("\"pid\":\"" + std::to_string(pid) + '"'));
   }

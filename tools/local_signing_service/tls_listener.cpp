@@ -66,17 +66,18 @@ void enable(int socket, int level, int option) {
   ::setsockopt(socket, level, option, &enabled, sizeof enabled);
 }
 
-FileDescriptor listenOn(std::uint16_t port) {
+FileDescriptor listenOn(const ListenerOptions& options) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(options.port);
+  require(::inet_pton(AF_INET, options.address.c_str(), &address.sin_addr) == 1,
+          "there is no address " + options.address);
   FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
   // Lets the service start again while connections of its last run are still timing out.
   enable(socket.get(), SOL_SOCKET, SO_REUSEADDR);
   if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       ::listen(socket.get(), SOMAXCONN) != 0) {
-    throw std::runtime_error("cannot listen on port " + std::to_string(port) + ": " +
+    throw std::runtime_error("cannot listen on port " + std::to_string(options.port) + ": " +
                              std::generic_category().message(errno));
   }
   configureDescriptor(socket.get());
@@ -105,7 +106,7 @@ ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t 
 TlsListener::TlsListener(const ListenerOptions& options, Handler handler)
     : handler_(std::move(handler)),
       context_(makeContext(options)),
-      socket_(listenOn(options.port)),
+      socket_(listenOn(options)),
       port_(boundPort(socket_.get())) {}
 
 void TlsListener::serve() {

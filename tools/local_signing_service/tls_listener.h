@@ -13,6 +13,7 @@
 namespace localservice {
 
 struct ListenerOptions {
+  std::string address = "127.0.0.1";
   std::uint16_t port = 0;       // 0: any free one
   std::string certificateFile;  // PEM chain, leaf first
   std::string keyFile;          // PEM
@@ -25,7 +26,7 @@ struct ListenerOptions {
 // Returns options for a service at `port` with the identity in `pki`, a folder of make-local-pki.
 ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port);
 
-// A TLS server on 127.0.0.1 that serves one connection, with one request, at a time.
+// A TLS server that serves one connection, with one request, at a time.
 class TlsListener {
  public:
   // Listens from here on: clients can connect before serve() runs. Throws std::runtime_error with a

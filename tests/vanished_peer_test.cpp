@@ -1,0 +1,83 @@
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+#include "support/service_test.h"
+
+// Two computers and the cable between them: this process in a network of its own, and the service
+// in another one.
+
+namespace {
+
+std::map<int, int> tcpOptions;  // what was asked for
+
+}  // namespace
+
+// Stands before the system's, to run the times of the module thirty times as fast.
+extern "C" __attribute__((visibility("default"))) int setsockopt(int socket, int level, int option,
+                                                                 const void* value,
+                                                                 socklen_t length) noexcept {
+  int number = 0;
+  if (level == IPPROTO_TCP && option != TCP_NODELAY) {
+    number = tcpOptions[option] = *static_cast<const int*>(value);
+    if (option != TCP_KEEPCNT) number = std::max(1, number / 30);
+    value = &number;
+  }
+  return static_cast<int>(syscall(SYS_setsockopt, socket, level, option, value, length));
+}
+
+TEST_F(ServiceTest, APeerThatVanishesIsNoticedAndASlowOneIsWaitedFor) {
+  std::ofstream(home / "hosts") << "10.0.0.2 localhost\n";
+  int ready[2] = {-1, -1};
+  if (unshare(CLONE_NEWNET | CLONE_NEWNS) != 0 || pipe(ready) != 0) {
+    GTEST_SKIP() << "networks of its own are for root, where the system has them";
+  }
+  const pid_t service = fork();
+  if (service == 0) {
+    unshare(CLONE_NEWNET);
+    localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
+    options.address = "0.0.0.0";
+    const localservice::BackgroundListener listener(options, [](const std::string& request) {
+      const bool isQuery = request.starts_with("GET");
+      EXPECT_EQ(std::system(isQuery ? "ip link set far down" : "true"), 0);
+      std::this_thread::sleep_for(std::chrono::seconds(3));  // longer than a dead peer lasts
+      return isQuery ? accepted() : FILED;
+    });
+    EXPECT_EQ(::write(ready[1], "!", 1), 1);
+    pause();
+  }
+  char byte = 0;
+  EXPECT_EQ(::read(ready[0], &byte, 1), 1);
+  const std::string pid = std::to_string(service);
+  const int built = std::system(
+      ("{ mount --make-rprivate / && mount --bind " + (home / "hosts").string() +
+       " /etc/hosts &&"
+       "ip link add near type veth peer name far netns " +
+       pid + " && ip addr add 10.0.0.1/24 dev near && ip link set near up && nsenter -n -t " + pid +
+       " sh -c 'ip addr add 10.0.0.2/24 dev far && ip link set far up'; } 2>/dev/null")
+          .c_str());
+  const auto start = std::chrono::steady_clock::now();
+  const CK_RV result = built == 0 ? sign() : CKR_FUNCTION_FAILED;
+  const auto duration = std::chrono::steady_clock::now() - start;
+  kill(service, SIGKILL);
+  waitpid(service, nullptr, 0);
+  if (built != 0) GTEST_SKIP() << "there is no way to lay a cable between two networks here";
+
+  EXPECT_EQ(result, CKR_FUNCTION_FAILED);
+  EXPECT_THAT(logOfService(), testing::ElementsAre(
+                                  "Erro no JSON recebido na consulta do pedido de assinatura:", ""))
+      << "the first, slow reply has been waited for";
+  EXPECT_LT(duration, std::chrono::seconds(15));
+  EXPECT_EQ(
+      tcpOptions,
+      (std::map<int, int>{
+          {TCP_KEEPIDLE, 30}, {TCP_KEEPINTVL, 10}, {TCP_KEEPCNT, 3}, {TCP_USER_TIMEOUT, 60'000}}));
+}
