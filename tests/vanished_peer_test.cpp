@@ -1,6 +1,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sched.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,6 +43,7 @@ TEST_F(ServiceTest, APeerThatVanishesIsNoticedAndASlowOneIsWaitedFor) {
   }
   const pid_t service = fork();
   if (service == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     unshare(CLONE_NEWNET);
     localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
     options.address = "0.0.0.0";
