@@ -1,4 +1,4 @@
-#include <tuple>
+#include <sstream>
 
 #include "support/module_test.h"
 
@@ -27,27 +27,22 @@ class Session : public ModuleTest {
 }  // namespace
 
 TEST_F(Session, LoginMovesThroughTheStatesAndLogoutDoesNot) {
-  using Row = std::tuple<CK_STATE, std::string, CK_STATE>;  // before, login, after
-  for (const auto& [before, login, after] : std::vector<Row>{{0, "1 = 0", 1},
-                                                             {0, "0 = B7", 0},
-                                                             {1, "1 = 100", 1},
-                                                             {1, "0 = 104", 1},
-                                                             {2, "1 = 0", 3},
-                                                             {2, "0 = 0", 4},
-                                                             {3, "1 = 100", 3},
-                                                             {3, "0 = 104", 3},
-                                                             {4, "1 = 104", 4},
-                                                             {4, "0 = 100", 4},
-                                                             {2, "2 = 103", 2},
-                                                             {2, "100000001 = 103", 2}}) {
+  std::istringstream rows(  // state before, user type, result, state after
+      "0 1 0 1    0 0 B7 0   1 1 100 1  1 0 104 1  2 1 0 3    2 0 0 4  3 1 100 3  3 0 104 3  "
+      "4 1 104 4  4 0 100 4  2 2 103 2  2 100000001 103 2");
+  CK_STATE before = 0;
+  CK_STATE after = 0;
+  std::string user;
+  for (std::string result; rows >> before >> user >> result >> after;) {
     enter(before);
-    run("C_Login 1 " + login);
-    EXPECT_EQ(state(), after) << before << ' ' << login;
+    run("C_Login 1 " + user + " = " + result);
+    EXPECT_EQ(state(), after) << before << ' ' << user;
     run(after == 4 ? "C_InitPIN 1 = 0" : "C_InitPIN 1 = 101");
     const bool isPublic = after == 0 || after == 2;
     run(isPublic ? "C_Logout 1 = 101" : "C_Logout 1 = 0; C_Logout 1 = 0");
     EXPECT_EQ(state(), after);
   }
+  EXPECT_EQ(user, "100000001") << "that was the last row";
 }
 
 TEST_F(Session, ClosingKeepsTheHandleAndFinalizeTheState) {

@@ -1,4 +1,5 @@
 #include <ctime>
+#include <sstream>
 #include <tuple>
 
 #include "support/service_test.h"
@@ -84,14 +85,10 @@ TEST_F(Sign, SignaturesAreDecodedAsFarAsTheyGo) {
 }
 
 TEST_F(Sign, WaitsTwoSecondsFromQueryToQueryAndTwentyTimes) {
-  using Row =
-      std::tuple<long, unsigned, std::size_t>;  // reply time, sleep, replies of other states
-  for (const auto& [replyTime, sleep, others] : std::vector<Row>{{0, 2'000'000, 0},
-                                                                 {500'000, 1'500'000, 0},
-                                                                 {1'999'999, 1, 0},
-                                                                 {2'000'000, 0, 0},
-                                                                 {3'000'000, 0, 0},
-                                                                 {0, 2'000'000, 30}}) {
+  std::istringstream rows(  // time of each reply, sleep after it, replies of other states
+      "0 2000000 0  500000 1500000 0  1999999 1 0  2000000 0 0  3000000 0 0  0 2000000 30");
+  std::size_t others = 0;
+  for (long replyTime = 0, sleep = 0; rows >> replyTime >> sleep >> others;) {
     std::filesystem::remove(folder / "orvix.log");
     testclock::sleeps.clear();
     std::vector<Reply> script(others, reply(R"({"status":"","desafioAssinado":""})"));
@@ -101,11 +98,13 @@ TEST_F(Sign, WaitsTwoSecondsFromQueryToQueryAndTwentyTimes) {
     service.replyTime = replyTime;
     EXPECT_EQ(sign(), CANCELED);
     EXPECT_EQ(service.requests.size(), 21 + others) << "other states are neither counted";
-    EXPECT_EQ(testclock::sleeps, std::vector<unsigned>(sleep == 0 ? 0 : 19, sleep)) << "nor paced";
+    EXPECT_EQ(testclock::sleeps, std::vector<unsigned>(sleep == 0 ? 0 : 19, unsigned(sleep)))
+        << "nor paced";
     EXPECT_THAT(
         logOfService(),
         ElementsAre("Retornando CKR_FUNCTION_CANCELED depois de receber 20 vezes AGUARDANDO."));
   }
+  EXPECT_EQ(others, 30U) << "that was the last row";
 }
 
 TEST_F(SignDeathTest, MembersOfTheWrongTypeEndTheProcess) {

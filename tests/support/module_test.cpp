@@ -108,14 +108,8 @@ std::string ModuleTest::issuedBy(const std::string& commonName) const {
 }
 
 std::string name(const std::string& commonName) {
-  const auto length = static_cast<char>(commonName.size());
-  return std::string{'0',   char(length + 11),
-                     '1',   char(length + 9),
-                     '0',   char(length + 7),
-                     6,     3,
-                     'U',   4,
-                     3,     12,
-                     length} +
+  const auto length = [&](std::size_t around) { return char(commonName.size() + around); };
+  return std::string{'0', length(11), '1', length(9), '0', length(7)} + "\6\3U\4\3\f" + length(0) +
          commonName;
 }
 
