@@ -21,11 +21,13 @@ expect 2 "--pki"
 expect 2 "--colour" --pki "$pki" --colour
 expect 2 "--approval" --pki "$pki" --approval perhaps
 expect 2 "--port" --pki "$pki" --port 70000
+expect 2 "--ending" --pki "$pki" --ending loudly
 expect 2 "nowhere" --pki "$scratch/nowhere"
 expect 2 "server.key" --pki "$scratch/pki"
 
-"$service" --pki "$pki" --port 24432 >"$scratch/out" &
+"$service" --pki "$pki" --port 24432 --close-after 8 --ending reset >"$scratch/out" &
 until grep -q "listening on https://127.0.0.1:24432" "$scratch/out"; do sleep 0.05; done
 expect 2 "24432" --pki "$pki" --port 24432
+[[ $(openssl s_client -quiet -connect localhost:24432 2>&1 <<<$'GET /\r\n\r\n') == *1read:errno=104 ]]
 kill %1
 wait %1

@@ -30,10 +30,11 @@ Handler withFaults(Handler handler, const Faults& faults, std::ostream& log) {
     handler = replyInTurn(faults.replyFiles, log);
   }
   return [handler = std::move(handler), byteDelay = faults.byteDelay,
-          closeAfter = faults.closeAfter](const std::string& request) {
+          closeAfter = faults.closeAfter, ending = faults.ending](const std::string& request) {
     Reply reply = handler(request);
     reply.byteDelay = byteDelay;
     reply.closeAfter = closeAfter;
+    reply.ending = ending;
     return reply;
   };
 }

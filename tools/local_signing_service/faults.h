@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <vector>
 
@@ -14,8 +15,10 @@ namespace localservice {
 // What goes wrong on purpose.
 struct Faults {
   std::vector<std::filesystem::path> replyFiles;  // the exact replies, one per request
-  std::chrono::milliseconds byteDelay{0};
+  std::optional<std::chrono::milliseconds> byteDelay;
   std::size_t closeAfter = SIZE_MAX;
+  std::optional<std::chrono::milliseconds> stall;  // the listener's, not of a reply
+  Ending ending = Ending::CLOSE_NOTIFY;
 };
 
 // Returns a handler that answers as `handler` does, or with the reply files in turn, the last one

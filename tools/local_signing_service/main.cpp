@@ -46,10 +46,12 @@ void run(const localservice::Options& options) {
   localservice::Signer signer(options.pki / "users");
   const std::size_t keyCount = signer.keyCount();
   localservice::SigningService service(std::move(signer), options.service, std::cin, std::cout);
+  auto listening = localservice::listenerOptions(options.pki, options.port);
+  listening.stall = options.faults.stall;
+  listening.stallEnding = options.faults.ending;
   TlsListener listener(
-      localservice::listenerOptions(options.pki, options.port),
-      withFaults([&](const std::string& request) { return service.handle(request); },
-                 options.faults, std::cout));
+      listening, withFaults([&](const std::string& request) { return service.handle(request); },
+                            options.faults, std::cout));
   const StopOnSignals stopOnSignals(listener);
   std::cout << "listening on https://127.0.0.1:" << listener.port() << " with " << keyCount
             << " keys\n"

@@ -24,8 +24,15 @@ Speaks the signing service's side of the wire on https://127.0.0.1, with real si
                         ask      a person at this terminal decides at the first status query
   --reply-file FILE   answer with the exact bytes of FILE instead; given more than once, the
                       files take turns and the last one repeats
-  --byte-delay MS     send every reply byte by byte, with this pause before each
-  --close-after BYTES close the connection after so many bytes of every reply
+  --byte-delay MS     send every reply byte by byte, each in a TLS record of its own, with this
+                      pause before each
+  --close-after BYTES end the connection after so many bytes of every reply
+  --ending MODE       how connections end (default close-notify):
+                        close-notify  in order
+                        close         without TLS close_notify
+                        reset         by a TCP reset
+  --stall MS          once a client begins the handshake, say nothing for so long, then end the
+                      connection
   --update-available  tell applications that an update is available
   --help              print this text
 
@@ -41,6 +48,21 @@ Number parseValue(const std::string& option, const std::string& value) {
                                 std::to_string(std::numeric_limits<Number>::max()));
   }
   return *number;
+}
+
+std::chrono::milliseconds parseMilliseconds(const std::string& option, const std::string& value) {
+  return std::chrono::milliseconds(parseValue<std::uint32_t>(option, value));
+}
+
+Ending parseEnding(const std::string& option, const std::string& value) {
+  const std::map<std::string, Ending> ENDINGS{
+      {"close-notify", Ending::CLOSE_NOTIFY}, {"close", Ending::CLOSE}, {"reset", Ending::RESET}};
+  const auto ending = ENDINGS.find(value);
+  if (ending == ENDINGS.end()) {
+    throw std::invalid_argument("option " + option + ": \"" + value +
+                                "\" is none of close-notify, close, reset");
+  }
+  return ending->second;
 }
 
 Approval parseApproval(const std::string& option, const std::string& value) {
@@ -85,10 +107,13 @@ Options parseOptions(const std::vector<std::string>& arguments) {
     } else if (name == "--reply-file") {
       options.faults.replyFiles.emplace_back(value());
     } else if (name == "--byte-delay") {
-      options.faults.byteDelay =
-          std::chrono::milliseconds(parseValue<std::uint32_t>(name, value()));
+      options.faults.byteDelay = parseMilliseconds(name, value());
     } else if (name == "--close-after") {
       options.faults.closeAfter = parseValue<std::size_t>(name, value());
+    } else if (name == "--ending") {
+      options.faults.ending = parseEnding(name, value());
+    } else if (name == "--stall") {
+      options.faults.stall = parseMilliseconds(name, value());
     } else if (name == "--update-available") {
       options.service.updateAvailable = true;
     } else {

@@ -25,6 +25,23 @@ constexpr std::chrono::seconds LINGER_LIMIT{1};
 // The most that one TLS record can hold.
 constexpr std::size_t BLOCK_LENGTH = 16384;
 
+// Ends the sending, or lets the closing of `socket` reset the connection.
+void endTcp(int socket, const StopPipe& stopPipe, Ending ending) {
+  if (ending == Ending::RESET) {
+    const linger atOnce{1, 0};
+    ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+    return;
+  }
+  // Closing a socket with unread bytes would reset the connection, and a reset can overtake the
+  // last bytes sent. So this side only ends its sending and gives the peer time to do the same.
+  ::shutdown(socket, SHUT_WR);
+  std::array<char, BLOCK_LENGTH> discarded{};
+  const auto deadline = Clock::now() + LINGER_LIMIT;
+  while (stopPipe.wait(socket, POLLIN, deadline) == Event::READY &&
+         ::recv(socket, discarded.data(), discarded.size(), 0) > 0) {
+  }
+}
+
 class Connection {
  public:
   Connection(SSL_CTX* context, int socket, const StopPipe& stopPipe)
@@ -59,12 +76,12 @@ class Connection {
 
   void send(const Reply& reply) {
     const std::size_t length = std::min(reply.closeAfter, reply.bytes.size());
-    if (reply.byteDelay <= reply.byteDelay.zero()) {
+    if (!reply.byteDelay) {
       write(reply.bytes.data(), length);
       return;
     }
     for (std::size_t at = 0; at < length; ++at) {
-      const bool paused = stopPipe_.wait(-1, 0, Clock::now() + reply.byteDelay) == Event::EXPIRED;
+      const bool paused = stopPipe_.wait(-1, 0, Clock::now() + *reply.byteDelay) == Event::EXPIRED;
       if (!paused || !write(reply.bytes.data() + at, 1)) {
         return;
       }
@@ -77,17 +94,6 @@ class Connection {
       const int result = SSL_shutdown(ssl);
       return result == 0 ? 1 : result;
     });
-  }
-
-  // Closing a socket with unread bytes resets the connection, and a reset can overtake the last
-  // bytes sent. So this side only ends its sending and gives the peer time to do the same.
-  void linger() const {
-    ::shutdown(socket_, SHUT_WR);
-    std::array<char, BLOCK_LENGTH> discarded{};
-    const auto deadline = Clock::now() + LINGER_LIMIT;
-    while (stopPipe_.wait(socket_, POLLIN, deadline) == Event::READY &&
-           ::recv(socket_, discarded.data(), discarded.size(), 0) > 0) {
-    }
   }
 
  private:
@@ -128,15 +134,25 @@ class Connection {
 void serveConnection(SSL_CTX* context, const FileDescriptor& socket, const StopPipe& stopPipe,
                      const Handler& handler) {
   Connection connection(context, socket.get(), stopPipe);
+  Ending ending = Ending::CLOSE;
   if (const auto request = connection.readRequest()) {
     const Reply reply = handler(*request);
     connection.send(reply);
-    if (reply.closeNotify) {
-      connection.sendCloseNotify();
-    }
+    ending = reply.ending;
   }
-  connection.linger();
+  if (ending == Ending::CLOSE_NOTIFY) {
+    connection.sendCloseNotify();
+  }
+  endTcp(socket.get(), stopPipe, ending);
   ERR_clear_error();
+}
+
+void stallConnection(const FileDescriptor& socket, const StopPipe& stopPipe,
+                     std::chrono::milliseconds time, Ending ending) {
+  if (stopPipe.wait(socket.get(), POLLIN, Clock::now() + IDLE_LIMIT) == Event::READY &&
+      stopPipe.wait(-1, 0, Clock::now() + time) != Event::STOPPED) {
+    endTcp(socket.get(), stopPipe, ending);
+  }
 }
 
 }  // namespace localservice

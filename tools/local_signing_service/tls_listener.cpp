@@ -105,6 +105,8 @@ ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t 
 
 TlsListener::TlsListener(const ListenerOptions& options, Handler handler)
     : handler_(std::move(handler)),
+      stall_(options.stall),
+      stallEnding_(options.stallEnding),
       context_(makeContext(options)),
       socket_(listenOn(options)),
       port_(boundPort(socket_.get())) {}
@@ -128,7 +130,11 @@ void TlsListener::serve() {
     // Where this exists, SIGPIPE may go to any thread of the process.
     enable(connection.get(), SOL_SOCKET, SO_NOSIGPIPE);
 #endif
-    serveConnection(context_.get(), connection, stopPipe_, handler_);
+    if (stall_) {
+      stallConnection(connection, stopPipe_, *stall_, stallEnding_);
+    } else {
+      serveConnection(context_.get(), connection, stopPipe_, handler_);
+    }
   }
 }
 

@@ -2,8 +2,10 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "private_key.h"
@@ -21,6 +23,9 @@ struct ListenerOptions {
   int maximumVersion = TLS1_2_VERSION;
   std::string cipherList;  // empty: the library's default
   int securityLevel = 2;   // of OpenSSL; TLS 1.1 and SHA-1 need 0
+  // If set, no handshake is answered: a connection in which one begins ends after so long.
+  std::optional<std::chrono::milliseconds> stall;
+  Ending stallEnding = Ending::CLOSE;
 };
 
 // Returns options for a service at `port` with the identity in `pki`, a folder of make-local-pki.
@@ -47,6 +52,8 @@ class TlsListener {
 
  private:
   Handler handler_;
+  std::optional<std::chrono::milliseconds> stall_;
+  Ending stallEnding_;
   OpensslHandle<SSL_CTX, SSL_CTX_free> context_;
   StopPipe stopPipe_;
   FileDescriptor socket_;
