@@ -1,0 +1,165 @@
+#include <csignal>
+#include <optional>
+#include <tuple>
+
+#include "support/service_test.h"
+
+// What can go wrong between the module and the service, row by row as in docs/reliability.md.
+
+using localservice::Ending;
+using localservice::Reply;
+
+namespace {
+
+using Log = std::vector<std::string>;
+
+constexpr std::size_t MIB = 1 << 20;
+const std::string FILING_FAILED = "Erro ao enviar pedido de assinatura.";
+const Log NO_CHANNEL = {"SSL_get_peer_certificate veio NULL - sem certificado, ou sem conexao.",
+                        FILING_FAILED};
+const std::string BY_CA = " -CA " LOCAL_PKI "/ca.pem -CAkey " LOCAL_PKI "/ca.key";
+const std::string HEAD = reply("").bytes;
+
+// A name, a reply that is not as it should be and the body as logged; none: it serves all the same.
+using ReplyFault = std::tuple<std::string, Reply, Log>;
+
+// The faults of the reply whose body should be the object `json`.
+std::vector<ReplyFault> replyFaults(const std::string& json) {
+  const std::string good = HEAD + json;
+  const std::string open(999'999, '[');
+  const std::string deep = open + std::string(open.size(), ']');
+  std::string lines;
+  while (lines.size() < MIB) lines += "x-header: of many\r\n";
+  std::vector<ReplyFault> rows = {
+      {"one byte per record", {.bytes = good, .byteDelay = std::chrono::milliseconds(0)}, {}},
+      {"64 MiB of body", reply(std::string(64 * MIB - json.size(), ' ') + json), {}},
+      {"line of 1 MiB", reply(json, std::string(MIB - 2, 'x') + "\r\n"), {}},
+      // Looked at as 350 pieces of 2,999 bytes and one of two, which ends the header.
+      {"line of 1 MiB and two bytes", {.bytes = std::string(1'049'650, 'x') + "\r\n" + json}, {}},
+      {"header block that never ends", {.bytes = lines + json}, {""}},
+      {"nested brackets", reply("{\"x\":" + deep + "," + json.substr(1)), {}},
+      {"nested brackets, never closed", reply(open), {open}},
+      {"NUL in the header", reply(json, std::string("x:\0\r\n", 5)), {}},
+      {"NUL behind the body", reply(json + '\0' + "x"), {}},
+      {"NUL in the body", reply("{" + std::string(1, '\0') + json.substr(1)), {"{"}},
+      {"chunked", reply("23\r\n" + json + "\r\n0\r\n\r\n", "Transfer-Encoding: chunked\r\n"),
+       Log{"23\r", "unstamped: " + json + "\r", "unstamped: 0\r", "unstamped: \r", "unstamped: "}}};
+  for (const auto& [how, ending] : std::map<std::string, Ending>{{"closed", Ending::CLOSE_NOTIFY},
+                                                                 {"dropped", Ending::CLOSE},
+                                                                 {"reset", Ending::RESET}}) {
+    for (std::size_t length = 0; length <= good.size(); ++length) {
+      rows.push_back({how + " after byte " + std::to_string(length),
+                      {.bytes = good, .closeAfter = length, .ending = ending},
+                      {json.substr(0, length - std::min(length, HEAD.size()))}});
+    }
+    std::get<Log>(rows.back()).clear();  // All of it has come.
+  }
+  return rows;
+}
+
+// A server whose certificate or handshake is not as it should be.
+struct ServerFault {
+  std::string name;
+  std::string reason;             // that the log gives; "": the server is accepted
+  std::string arguments = BY_CA;  // of certificate()
+  std::string resigning{};
+  int intermediates = 0;
+  int version = TLS1_2_VERSION;
+  std::string ciphers{};
+  std::optional<Ending> stall{};
+};
+
+class Fault : public ServiceTest {
+ protected:
+  // Signs at a service that answers with `script`. It gets so many requests, the log holds `lines`,
+  // none if all is well, the operation is over and nothing is left open.
+  void expectOutcome(const std::string& name, std::vector<Reply> script, std::size_t requests,
+                     const Log& lines) {
+    const auto before = std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
+    std::filesystem::remove(folder / "orvix.log");
+    signature[0] = '\xEE';
+    {
+      ScriptedService service(std::move(script), options);
+      EXPECT_EQ(sign(), lines.empty() ? CKR_OK : CKR_FUNCTION_FAILED) << name;
+      EXPECT_EQ(service.requests.size(), requests) << name;
+    }
+    const auto after = std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
+    EXPECT_EQ(after, before) << name;
+    EXPECT_EQ(logOfService(), lines) << name;
+    EXPECT_EQ(signature[0], lines.empty() ? '\0' : '\xEE') << name;
+    EXPECT_EQ(signatureLen, 256U) << name;
+    EXPECT_EQ(signOnly(), CKR_OPERATION_NOT_INITIALIZED) << name;
+  }
+
+  localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
+};
+
+}  // namespace
+
+TEST_F(Fault, OfTheReplyToTheRequest) {
+  for (auto [name, spoilt, lines] : replyFaults(FILED.bytes.substr(HEAD.size()))) {
+    if (!lines.empty()) {
+      lines.insert(lines.begin(), "Erro no JSON recebido apos envio do desafio:");
+      lines.push_back(FILING_FAILED);
+    }
+    expectOutcome(name, {spoilt, accepted()}, lines.empty() ? 2 : 1, lines);
+  }
+}
+
+TEST_F(Fault, OfTheReplyToTheQuery) {
+  const std::string message = "Erro no JSON recebido na consulta do pedido de assinatura:";
+  for (auto [name, spoilt, lines] : replyFaults(accepted().bytes.substr(HEAD.size()))) {
+    if (!lines.empty()) lines.insert(lines.begin(), message);
+    expectOutcome(name, {FILED, spoilt}, 2, lines);
+  }
+}
+
+TEST_F(Fault, OfTheServer) {
+  options.certificateFile = home / "chain.pem";
+  options.keyFile = USER_KEY;
+  options.securityLevel = 0;
+  const std::string unverified = "certificate verify failed";
+  // Only this command of openssl can let a validity begin later.
+  const std::string later =
+      "-out self.pem && printf '[a]\\ndatabase=d\\nserial=s\\n[p]\\ncommonName=supplied' >a.cnf && "
+      ": >d && openssl ca -batch -notext -config a.cnf -name a -policy p -md sha256 -rand_serial "
+      "-outdir . -startdate 480101000000Z -days 9999 -ss_cert self.pem -cert " LOCAL_PKI
+      "/ca.pem -keyfile " LOCAL_PKI "/ca.key";
+  for (const ServerFault& server : std::vector<ServerFault>{
+           {"another name", ""},
+           {"unknown CA", unverified, issuedBy("Unknown")},
+           {"self-signed", unverified, ""},
+           {"expired", unverified, "", BY_CA + " -clrext -days -1"},
+           {"not yet valid", unverified, "", later},
+           {"SHA-1", unverified, BY_CA + " -sha1"},
+           {.name = "four intermediates", .reason = "", .intermediates = 4},
+           {.name = "five intermediates", .reason = unverified, .intermediates = 5},
+           {.name = "TLS 1.1 only", .reason = "wrong ssl version", .version = TLS1_1_VERSION},
+           {.name = "TLS 1.3 only", .reason = "protocol version", .version = TLS1_3_VERSION},
+           {.name = "RSA key exchange only", .reason = "handshake failure", .ciphers = "kRSA"},
+           {.name = "stalls and closes", .reason = "unexpected eof", .stall = Ending::CLOSE},
+           {.name = "stalls and resets", .reason = "unexpected eof", .stall = Ending::RESET}}) {
+    std::string chain;
+    std::string arguments = server.arguments;
+    for (int i = 0; i <= server.intermediates; ++i) {
+      EXPECT_NE(certificate(arguments + " -subj /CN=" + std::to_string(i), server.resigning), "");
+      chain = read("../../../made.pem") + chain;
+      write("../../../chain.pem", chain);
+      arguments = " -CA " + options.certificateFile + " -CAkey " USER_KEY;
+    }
+    options.minimumVersion = options.maximumVersion = server.version;
+    options.cipherList = server.ciphers;
+    if (server.stall) options.stall.emplace(0), options.stallEnding = *server.stall;
+    expectOutcome(server.name, {FILED, accepted()}, server.reason.empty() ? 2 : 0,
+                  server.reason.empty() ? Log() : NO_CHANNEL);
+    EXPECT_THAT(read("orvix.log"), testing::HasSubstr(server.reason)) << server.name;
+  }
+}
+
+TEST_F(Fault, NobodyListens) {
+  EXPECT_EQ(sign(), CKR_FUNCTION_FAILED);
+  EXPECT_EQ(logOfService(), NO_CHANNEL);
+  EXPECT_THAT(log(), testing::Contains("<tls>")) << "the library's reason";
+  EXPECT_THAT(log(), testing::Not(testing::Contains(executable))) << "nothing is sent";
+  EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
+}
