@@ -1,7 +1,5 @@
 #include <rapidjson/document.h>
 
-#include <cstdio>
-
 #include "support/service_test.h"
 
 using testing::HasSubstr;
@@ -21,14 +19,6 @@ struct Case {
   std::string server{};                // the file of its certificate, or NOBODY
   std::string tool = LOCAL_CHECK;
 };
-
-// Returns the output and the exit status of `command`.
-std::pair<std::string, int> output(const std::string& command) {
-  std::FILE* const pipe = popen(("RES_OPTIONS='timeout:1 attempts:1' " + command).c_str(), "r");
-  std::string text;
-  for (int c = 0; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
-  return {text, WEXITSTATUS(pclose(pipe))};
-}
 
 }  // namespace
 
@@ -70,6 +60,7 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
     if (server != NOBODY) service.emplace(std::vector{FILED}, options);
 
     const auto before = output(everything);
+    setenv("RES_OPTIONS", "timeout:1 attempts:1", 1);
     const auto [text, status] = output(tool);
     const auto [json, jsonStatus] = output(tool + " --json");
     EXPECT_EQ(output(everything), before);

@@ -6,20 +6,7 @@
 
 namespace {
 
-// For each state the function that it alone accepts, and the calls that lead to it from none.
-constexpr const char* STATES[] = {"",
-                                  "C_FindObjects C_FindObjectsInit",
-                                  "C_Encrypt C_EncryptInit",
-                                  "C_Decrypt C_DecryptInit",
-                                  "C_Digest C_DigestInit",
-                                  "C_Sign C_SignInit",
-                                  "C_SignRecover C_SignRecoverInit",
-                                  "C_Verify C_VerifyInit",
-                                  "C_VerifyRecover C_VerifyRecoverInit",
-                                  "C_DigestEncryptUpdate C_EncryptInit C_DigestInit",
-                                  "C_DecryptDigestUpdate C_DecryptInit C_DigestInit",
-                                  "C_SignEncryptUpdate C_EncryptInit C_SignInit",
-                                  "C_DecryptVerifyUpdate C_DecryptInit C_VerifyInit"};
+constexpr std::size_t STATES = 13;
 
 class OperationState : public ModuleTest {
  protected:
@@ -33,23 +20,28 @@ class OperationState : public ModuleTest {
     return call(name + session + rules.at(name).arguments);
   }
 
+  // The state in which just the calls are accepted that are.
   std::size_t state() {
     std::size_t found = 0;
-    for (std::size_t i = 1; i < std::size(STATES); ++i) {
-      const std::string witness = STATES[i];
-      if (callWith(" 7 ", witness.substr(0, witness.find(' '))) == CKR_SESSION_HANDLE_INVALID) {
-        found = i;
-      }
-    }
+    const auto fits = [&](const auto& row) {
+      return row.second.leads.contains(found) ==
+             (callWith(" 7 ", row.first) == CKR_SESSION_HANDLE_INVALID);
+    };
+    while (found < STATES && !std::ranges::all_of(rules, fits)) ++found;
     return found;
   }
 
+  // Makes the calls of initialisation that lead there from none.
   void enter(std::size_t wanted) {
-    call("C_CloseSession 1");
-    std::istringstream road(STATES[wanted]);
-    std::string name;
-    for (road >> name; road >> name;) callWith(" 1 ", name);
-    ASSERT_EQ(state(), wanted);
+    if (wanted == 0) call("C_CloseSession 1");
+    for (const auto& [name, rule] : rules) {
+      for (const auto& [from, to] : rule.leads) {
+        if (to != wanted || !name.ends_with("Init")) continue;
+        enter(from);
+        callWith(" 1 ", name);
+        return;
+      }
+    }
   }
 
   const std::map<std::string, OperationRow> rules = operationRules();
@@ -63,10 +55,11 @@ class OperationState : public ModuleTest {
 
 TEST_F(OperationState, EveryFunctionInEveryState) {
   ASSERT_EQ(rules.size(), 32U);
-  for (std::size_t from = 0; from < std::size(STATES); ++from) {
+  for (std::size_t from = 0; from < STATES; ++from) {
     for (const auto& [name, rule] : rules) {
       SCOPED_TRACE(name + " in state " + std::to_string(from));
-      ASSERT_NO_FATAL_FAILURE(enter(from));
+      enter(from);
+      ASSERT_EQ(state(), from);
       const auto lead = rule.leads.find(from);
       const bool accepted = lead != rule.leads.end();
       const CK_RV refusal =

@@ -61,16 +61,6 @@ TEST_F(Search, EntriesAndTheirIdentifiers) {
   EXPECT_THAT(find({KEYS}), UnorderedElementsAreArray(keys));
 }
 
-TEST_F(Search, NoDirectoryIsAnEmptyOne) {
-  std::filesystem::remove(folder / "certificados");
-  EXPECT_EQ(find({}), Handles());
-  write("certificados", "a file in its place");
-  EXPECT_EQ(find({{CKA_ISSUER, "x"}}), Handles());
-  unsetenv("HOME");
-  EXPECT_EQ(find({}), Handles());
-  EXPECT_EQ(find({KEYS}), Handles());
-}
-
 TEST_F(Search, RoomIsCountedInWholeEntries) {
   cache("10.cer");
   cache("11.cer");

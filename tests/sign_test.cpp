@@ -1,4 +1,5 @@
 #include <ctime>
+#include <iomanip>
 #include <sstream>
 #include <tuple>
 
@@ -9,18 +10,13 @@ using testing::ElementsAre;
 
 namespace {
 
-using Log = std::vector<std::string>;
-
 class Sign : public ServiceTest {};
 using SignDeathTest = Sign;
 
 constexpr CK_RV CANCELED = CKR_FUNCTION_CANCELED;
 constexpr CK_RV FAILED = CKR_FUNCTION_FAILED;
-const std::string BAD_FILING = "Erro no JSON recebido apos envio do desafio:";
 const std::string NO_OBJECT = "JSON recebido nao veio como objeto:";
 const std::string NO_ID = "JSON recebido nao veio com id:";
-const std::string FILING_FAILED = "Erro ao enviar pedido de assinatura.";
-const std::string BAD_STATE = "Erro no JSON recebido na consulta do pedido de assinatura:";
 const std::string INCOMPLETE = "JSON nao veio com status ou desafioAssinado:";
 
 }  // namespace
@@ -48,16 +44,7 @@ TEST_F(Sign, RepliesAndTheirOutcomes) {
        CANCELED,
        {}}};
   for (const auto& [script, result, lines] : rows) {
-    std::filesystem::remove(folder / "orvix.log");
-    signature.assign(256, '\xEE');
-    signatureLen = 10;
-    ScriptedService service(script);
-    EXPECT_EQ(sign(), result) << script.back().bytes;
-    EXPECT_EQ(service.requests.size(), script.size());
-    EXPECT_EQ(logOfService(), lines);
-    EXPECT_EQ(signatureLen, 256U);
-    EXPECT_EQ(signature[0], result == CKR_OK ? '\0' : '\xEE');
-    EXPECT_EQ(signOnly(), CKR_OPERATION_NOT_INITIALIZED) << "whatever the outcome, it is over";
+    expectOutcome(script.back().bytes, script, script.size(), lines, result);
   }
 }
 
@@ -125,10 +112,9 @@ TEST_F(Sign, LogTellsTheLocalTime) {
   setenv("TZ", "XXX5:30", 1);
   const auto now = [] {
     const std::time_t time = std::time(nullptr);
-    char text[20] = {};
-    tzset();
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", std::localtime(&time));
-    return std::string(text);
+    std::ostringstream text;
+    text << std::put_time(std::localtime(&time), "%F %T");
+    return text.str();
   };
   const std::string before = now();
   CK_MECHANISM mechanism = {0x40, nullptr, 0};

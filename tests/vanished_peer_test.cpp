@@ -37,15 +37,13 @@ extern "C" __attribute__((visibility("default"))) int setsockopt(int socket, int
 
 TEST_F(ServiceTest, APeerThatVanishesIsNoticedAndASlowOneIsWaitedFor) {
   std::ofstream(home / "hosts") << "10.0.0.2 localhost\n";
-  int ready[2] = {-1, -1};
-  if (unshare(CLONE_NEWNET | CLONE_NEWNS) != 0 || pipe(ready) != 0) {
+  if (unshare(CLONE_NEWNET | CLONE_NEWNS) != 0) {
     GTEST_SKIP() << "networks of its own are for root, where the system has them";
   }
   const pid_t service = fork();
   if (service == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     unshare(CLONE_NEWNET);
-    localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
     options.address = "0.0.0.0";
     const localservice::BackgroundListener listener(options, [](const std::string& request) {
       const bool isQuery = request.starts_with("GET");
@@ -53,11 +51,10 @@ TEST_F(ServiceTest, APeerThatVanishesIsNoticedAndASlowOneIsWaitedFor) {
       std::this_thread::sleep_for(std::chrono::seconds(3));  // longer than a dead peer lasts
       return isQuery ? accepted() : FILED;
     });
-    EXPECT_EQ(::write(ready[1], "!", 1), 1);
+    raise(SIGSTOP);  // until there is a cable
     pause();
   }
-  char byte = 0;
-  EXPECT_EQ(::read(ready[0], &byte, 1), 1);
+  EXPECT_EQ(waitpid(service, nullptr, WUNTRACED), service);
   const std::string pid = std::to_string(service);
   const int built = std::system(
       ("{ mount --make-rprivate / && mount --bind " + (home / "hosts").string() +
@@ -66,18 +63,15 @@ TEST_F(ServiceTest, APeerThatVanishesIsNoticedAndASlowOneIsWaitedFor) {
        pid + " && ip addr add 10.0.0.1/24 dev near && ip link set near up && nsenter -n -t " + pid +
        " sh -c 'ip addr add 10.0.0.2/24 dev far && ip link set far up'; } 2>/dev/null")
           .c_str());
-  const auto start = std::chrono::steady_clock::now();
+  kill(service, SIGCONT);
   const CK_RV result = built == 0 ? sign() : CKR_FUNCTION_FAILED;
-  const auto duration = std::chrono::steady_clock::now() - start;
   kill(service, SIGKILL);
   waitpid(service, nullptr, 0);
   if (built != 0) GTEST_SKIP() << "there is no way to lay a cable between two networks here";
 
   EXPECT_EQ(result, CKR_FUNCTION_FAILED);
-  EXPECT_THAT(logOfService(), testing::ElementsAre(
-                                  "Erro no JSON recebido na consulta do pedido de assinatura:", ""))
+  EXPECT_THAT(logOfService(), testing::ElementsAre(BAD_STATE, ""))
       << "the first, slow reply has been waited for";
-  EXPECT_LT(duration, std::chrono::seconds(15));
   EXPECT_EQ(
       tcpOptions,
       (std::map<int, int>{

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
@@ -111,6 +112,13 @@ std::string name(const std::string& commonName) {
   const auto length = [&](std::size_t around) { return char(commonName.size() + around); };
   return std::string{'0', length(11), '1', length(9), '0', length(7)} + "\6\3U\4\3\f" + length(0) +
          commonName;
+}
+
+std::pair<std::string, int> output(const std::string& command) {
+  std::FILE* const pipe = popen(command.c_str(), "r");
+  std::string text;
+  for (int c = 0; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
+  return {text, WEXITSTATUS(pclose(pipe))};
 }
 
 std::string number(CK_ULONG value) { return {reinterpret_cast<const char*>(&value), sizeof value}; }

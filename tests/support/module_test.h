@@ -68,5 +68,8 @@ using Attributes = std::vector<std::pair<CK_ATTRIBUTE_TYPE, std::string>>;
 // The DER encoding of a distinguished name of one common name.
 std::string name(const std::string& commonName);
 
+// What a command of the shell prints, and its exit status.
+std::pair<std::string, int> output(const std::string& command);
+
 // The eight native bytes of `value`.
 std::string number(CK_ULONG value);

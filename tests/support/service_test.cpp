@@ -41,11 +41,32 @@ CK_RV ServiceTest::signOnly(const std::string& data) {
                      reinterpret_cast<CK_BYTE_PTR>(signature.data()), &signatureLen);
 }
 
-std::vector<std::string> ServiceTest::logOfService() const {
-  std::vector<std::string> messages = log();
+Log ServiceTest::logOfService() const {
+  Log messages = log();
   std::erase(messages, executable);
   std::erase(messages, "<tls>");
   return messages;
+}
+
+void ServiceTest::expectOutcome(const std::string& name, std::vector<Reply> script,
+                                std::size_t requests, const Log& lines, CK_RV result) {
+  const auto opened = [] {
+    return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
+  };
+  const auto before = opened();
+  std::filesystem::remove(folder / "orvix.log");
+  signature[0] = '\xEE';
+  signatureLen = 10;
+  {
+    ScriptedService service(std::move(script), options);
+    EXPECT_EQ(sign(), result) << name;
+    EXPECT_EQ(service.requests.size(), requests) << name;
+  }
+  EXPECT_EQ(opened(), before) << name;
+  EXPECT_EQ(logOfService(), lines) << name;
+  EXPECT_EQ(signature[0], result == CKR_OK ? '\0' : '\xEE') << name;
+  EXPECT_EQ(signatureLen, 256U) << name;
+  EXPECT_EQ(signOnly(), CKR_OPERATION_NOT_INITIALIZED) << name;
 }
 
 namespace testclock {

@@ -42,6 +42,12 @@ const localservice::Reply WAITING = reply(R"({"status":"AGUARDANDO","desafioAssi
 const localservice::Reply REFUSED = reply(R"({"status":"RECUSADO","desafioAssinado":7})");
 localservice::Reply accepted(const std::string& base64 = "AAECAwQ=");
 
+// What the log says of failures, behind or before what caused them.
+using Log = std::vector<std::string>;
+const std::string BAD_FILING = "Erro no JSON recebido apos envio do desafio:";
+const std::string BAD_STATE = "Erro no JSON recebido na consulta do pedido de assinatura:";
+const std::string FILING_FAILED = "Erro ao enviar pedido de assinatura.";
+
 // A module with an open session, and what signing with it takes.
 class ServiceTest : public ModuleTest {
  protected:
@@ -54,8 +60,14 @@ class ServiceTest : public ModuleTest {
 
   // The log without the path of the executable, which every request writes to it, and without the
   // lines of the TLS library's queue.
-  [[nodiscard]] std::vector<std::string> logOfService() const;
+  [[nodiscard]] Log logOfService() const;
 
+  // Signs at a service that answers with `script`. It gets so many requests, the log holds `lines`,
+  // the operation is over, and nothing is left open.
+  void expectOutcome(const std::string& name, std::vector<localservice::Reply> script,
+                     std::size_t requests, const Log& lines, CK_RV result);
+
+  localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
   const std::string executable = std::filesystem::read_symlink("/proc/self/exe");
   std::string signature = std::string(256, '\xEE');
   CK_ULONG signatureLen = 10;  // never read
