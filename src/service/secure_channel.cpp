@@ -1,7 +1,5 @@
 #include "service/secure_channel.h"
 
-#include <sys/socket.h>
-
 #include <csignal>
 
 #include "log/log.h"
@@ -16,14 +14,14 @@ bool fail(const char* message) {
   return false;
 }
 
-// The connect channel reports each of its steps here. Returns `result`, the step's own. The options
-// wait until the connection stands: how long connecting may take is the system's matter.
-int watchSteps(BIO* connector, int /*step*/, int result) {
-  const auto socket = static_cast<int>(BIO_get_fd(connector, nullptr));
-  sockaddr_storage peer = {};
-  socklen_t length = sizeof peer;
-  if (getpeername(socket, reinterpret_cast<sockaddr*>(&peer), &length) == 0) {
-    detectVanishedPeer(socket);
+// The connect channel announces its operations here. When it first reads, the connection stands,
+// and all waiting for the peer is still to come; how long connecting may take is the system's
+// matter. Returns `result`, which lets the operation go on.
+long watchForReading(BIO* connector, int operation, const char* /*data*/, int /*length*/,
+                     long /*argument*/, long result) {
+  if (operation == BIO_CB_READ) {
+    BIO_set_callback(connector, nullptr);
+    detectVanishedPeer(static_cast<int>(BIO_get_fd(connector, nullptr)));
   }
   return result;
 }
@@ -33,7 +31,7 @@ int watchSteps(BIO* connector, int /*step*/, int result) {
 bool connectAndVerify(BIO* channel, const char* host, const char* port) {
   BIO_set_conn_port(channel, port);
   BIO_set_conn_hostname(channel, host);
-  BIO_set_info_callback(BIO_next(channel), watchSteps);
+  BIO_set_callback(BIO_next(channel), watchForReading);
 
   SSL* connection = nullptr;
   BIO_get_ssl(channel, &connection);
