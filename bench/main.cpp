@@ -128,12 +128,15 @@ bool run() {
   }
 
   hundred.enter();
-  // SoftHSM2 waits for the disk with each object that it stores.
-  const ScratchFolder tokens("/dev/shm");
+  // SoftHSM2 waits for the disk, where there is one, with each object that it stores.
+  const ScratchFolder tokens(fs::exists("/dev/shm") ? "/dev/shm" : fs::temp_directory_path());
   SoftHsm softHsm(tokens.path());
   Token softHundred = softHsm.addToken(module, 100);
   thousand.enter();
   Token softThousand = softHsm.addToken(module, 1'000);
+  tenThousand.enter();
+  Token softTenThousand = softHsm.addToken(module, 10'000);
+  thousand.enter();
 
   const CacheFloor floorHundred(hundred.cache());
   const CacheFloor floorThousand(thousand.cache());
@@ -167,9 +170,10 @@ bool run() {
       {"list/10000",
        "list 10,000 certificates",
        &tenThousand,
-       {.mostOverFloor = 1.15},
+       {.mostOverFloor = 1.15, .leastAhead = 30},
        [&] { expect(module.list(), 20'000); },
-       [&] { expect(floorTenThousand.list(), 10'000); }},
+       [&] { expect(floorTenThousand.list(), 10'000); },
+       [&] { expect(softTenThousand.list(), 10'000); }},
       {"subject",
        "search by subject over 1,000",
        &thousand,
