@@ -49,8 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CK_SESSION_HANDLE session = 0;
   C_Initialize(nullptr);
   assert(C_OpenSession(1, CKF_SERIAL_SESSION, nullptr, nullptr, &session) == CKR_OK);
-  const int number = std::atoi(name.c_str());  // NOLINT(cert-err34-c): it is the rule
-  const auto id = static_cast<CK_ULONG>(std::int64_t{number});
+  const auto id = CK_ULONG(std::int64_t{std::atoi(name.c_str())});  // NOLINT(cert-err34-c): rule
   const Handles all = search({}, 0);
   assert(all == (name.find(".cer") < size ? Handles{id, id + 0x80000000} : Handles{}));
   for (const CK_OBJECT_HANDLE handle : all) checkAttributes(handle, content);

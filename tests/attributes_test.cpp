@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr CK_ATTRIBUTE_TYPE MAY_SIGN = 0x108;
-
 class AttributeQuery : public ModuleTest {
  protected:
   AttributeQuery() { openSession(); }
@@ -89,7 +87,7 @@ TEST_F(AttributeQuery, TheLastFailureCountsAndStopsNothing) {
   write("certificados/10.cer", certificate());
   std::string room(8, '\xEE');
   CK_ULONG objectClass = 99;
-  const CK_ATTRIBUTE refused = {MAY_SIGN, room.data(), 5};
+  const CK_ATTRIBUTE refused = {0x108, room.data(), 5};
   const CK_ATTRIBUTE tooShort = {CKA_LABEL, room.data(), 7};
   const CK_ATTRIBUTE answered = {CKA_CLASS, &objectClass, 0};  // its length is not read
   for (const bool refusedLast : {false, true}) {

@@ -54,7 +54,7 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
     for (const char* name : {"maquinaId", "maquinaIdDes"}) write(name, IDENTIFIER);
     write("orvix.log", std::string("not UTF-8: \xFF, ") + IDENTIFIER + "\n");
     holds ? write(file, *holds) : void(std::filesystem::remove_all(folder / file));
-    localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
+    localservice::ListenerOptions options = SERVICE;
     if (!server.empty()) options.certificateFile = server, options.keyFile = USER_KEY;
     std::optional<ScriptedService> service;
     if (server != NOBODY) service.emplace(std::vector{FILED}, options);

@@ -14,7 +14,6 @@
 // The process around the module and the files that it is given. The services here, on a thread of
 // this process, run on the system's shared TLS library beside the module's own.
 
-using localservice::Reply;
 namespace fs = std::filesystem;
 
 namespace {
@@ -79,7 +78,7 @@ TEST_F(Host, NoConfigurationIsObeyed) {
 TEST_F(Host, HomesOfAllKinds) {
   write("certificados/7.cer", certificate());
   const std::string slashes(4'000 - home.string().size(), '/');
-  const Reply update =
+  const auto update =
       reply(R"({"id":77,"notificacaoEnviada":false})", "x-app-update-available: true\r\n");
   const uid_t user = geteuid();
   using Row = std::tuple<std::string, std::string, bool>;  // what, HOME, whether it has a folder
@@ -162,10 +161,8 @@ TEST_F(Host, AThousandLoadsLeaveNothingBehind) {
 
 TEST_F(Host, AForkedChildSigns) {
   const pid_t child = fork();
-  if (child == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    _exit(raise(SIGSTOP) == 0 && sign() == CKR_OK ? 0 : 1);
-  }
+  const auto waits = [] { return prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && raise(SIGSTOP) == 0; };
+  if (child == 0) _exit(waits() && sign() == CKR_OK ? 0 : 1);
   EXPECT_EQ(waitpid(child, nullptr, WUNTRACED), child);
   ScriptedService service({FILED, accepted(), FILED, accepted()});
   kill(child, SIGCONT);

@@ -14,18 +14,18 @@ class Sign : public ServiceTest {};
 using SignDeathTest = Sign;
 
 constexpr CK_RV CANCELED = CKR_FUNCTION_CANCELED;
-constexpr CK_RV FAILED = CKR_FUNCTION_FAILED;
-const std::string NO_OBJECT = "JSON recebido nao veio como objeto:";
-const std::string NO_ID = "JSON recebido nao veio com id:";
 const std::string INCOMPLETE = "JSON nao veio com status ou desafioAssinado:";
 
 }  // namespace
 
 TEST_F(Sign, RepliesAndTheirOutcomes) {
   using Row = std::tuple<std::vector<Reply>, CK_RV, Log>;
+  // The body begins behind the first line of two bytes, whatever they are.
+  const Reply brokenLines = {
+      .bytes = "HTTP/1.1 200 OK\na\n{\"id\":\r\n5,\"notificacaoEnviada\":false}\r\n"};
   const std::string noStatus = R"({"desafioAssinado":""})";
   const auto fails = [](std::vector<Reply> script, Log lines) {
-    return Row{std::move(script), FAILED, std::move(lines)};
+    return Row{std::move(script), CKR_FUNCTION_FAILED, std::move(lines)};
   };
   const std::vector<Row> rows = {
       {{FILED, WAITING, WAITING, accepted()}, CKR_OK, {}},
@@ -36,13 +36,11 @@ TEST_F(Sign, RepliesAndTheirOutcomes) {
       fails({FILED, reply(R"({"status":7})")}, {INCOMPLETE, R"({"status":7})"}),
       fails({FILED, reply(noStatus)}, {INCOMPLETE, noStatus}),
       fails({reply("{\"id\":7} x")}, {BAD_FILING, "{\"id\":7} x", FILING_FAILED}),
-      fails({reply(" [1]")}, {NO_OBJECT, " [1]", FILING_FAILED}),
-      fails({reply(R"({"numero":12})")}, {NO_ID, R"({"numero":12})", FILING_FAILED}),
+      fails({reply(" [1]")}, {"JSON recebido nao veio como objeto:", " [1]", FILING_FAILED}),
+      fails({reply(R"({"numero":12})")},
+            {"JSON recebido nao veio com id:", R"({"numero":12})", FILING_FAILED}),
       fails({reply(R"({"id":0,"notificacaoEnviada":false})")}, {FILING_FAILED}),
-      // The body begins behind the first line of two bytes, whatever they are.
-      {{{.bytes = "HTTP/1.1 200 OK\na\n{\"id\":\r\n5,\"notificacaoEnviada\":false}\r\n"}, REFUSED},
-       CANCELED,
-       {}}};
+      {{brokenLines, REFUSED}, CANCELED, {}}};
   for (const auto& [script, result, lines] : rows) {
     expectOutcome(script.back().bytes, script, script.size(), lines, result);
   }

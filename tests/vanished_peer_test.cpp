@@ -18,6 +18,13 @@
 
 namespace {
 
+// Takes a hosts file and the process at the far end.
+const std::string LAY_CABLE = R"(sh -ec '
+  mount --make-rprivate /; mount --bind "$1" /etc/hosts; ip link set lo up
+  ip link add near type veth peer name far netns "$2"
+  ip addr add 10.0.0.1/24 dev near; ip link set near up
+  nsenter -n -t "$2" sh -ec "ip addr add 10.0.0.2/24 dev far; ip link set far up"' sh )";
+
 std::map<int, int> tcpOptions;  // what was asked for
 
 }  // namespace
@@ -56,14 +63,8 @@ TEST_F(ServiceTest, APeerThatVanishesIsNoticedAndASlowOneIsWaitedFor) {
     pause();
   }
   EXPECT_EQ(waitpid(service, nullptr, WUNTRACED), service);
-  const std::string pid = std::to_string(service);
-  const int built = std::system(
-      ("{ mount --make-rprivate / && mount --bind " + (home / "hosts").string() +
-       " /etc/hosts &&"
-       "ip link set lo up && ip link add near type veth peer name far netns " +
-       pid + " && ip addr add 10.0.0.1/24 dev near && ip link set near up && nsenter -n -t " + pid +
-       " sh -c 'ip addr add 10.0.0.2/24 dev far && ip link set far up'; } 2>/dev/null")
-          .c_str());
+  const std::string arguments = (home / "hosts").string() + ' ' + std::to_string(service);
+  const int built = std::system((LAY_CABLE + arguments + " 2>/dev/null").c_str());
   kill(service, SIGCONT);
   const CK_RV result = built == 0 ? sign() : CKR_FUNCTION_FAILED;
   kill(service, SIGKILL);
@@ -73,8 +74,7 @@ TEST_F(ServiceTest, APeerThatVanishesIsNoticedAndASlowOneIsWaitedFor) {
   EXPECT_EQ(result, CKR_FUNCTION_FAILED);
   EXPECT_THAT(logOfService(), testing::ElementsAre(BAD_STATE, ""))
       << "the first, slow reply has been waited for";
-  EXPECT_EQ(
-      tcpOptions,
-      (std::map<int, int>{
-          {TCP_KEEPIDLE, 30}, {TCP_KEEPINTVL, 10}, {TCP_KEEPCNT, 3}, {TCP_USER_TIMEOUT, 60'000}}));
+  const std::map<int, int> asked = {
+      {TCP_KEEPIDLE, 30}, {TCP_KEEPINTVL, 10}, {TCP_KEEPCNT, 3}, {TCP_USER_TIMEOUT, 60'000}};
+  EXPECT_EQ(tcpOptions, asked);
 }

@@ -104,7 +104,7 @@ TEST_F(Wire, EnvironmentAndMachineIdentifierAreReadForEachSignature) {
       std::filesystem::remove_all(folder / "ambiente");
       if (content == "/") std::filesystem::create_directory(folder / "ambiente");
       if (content != "/" && content != "-") write("ambiente", content);
-      ScriptedService service({FILED, REFUSED}, port);
+      ScriptedService service({FILED, REFUSED}, localservice::listenerOptions(LOCAL_PKI, port));
       EXPECT_EQ(sign(), CKR_FUNCTION_CANCELED) << content;
       EXPECT_THAT(service.requests.at(0),
                   testing::HasSubstr("X-BRIVASIGN-UUID: " + machineId + "\r\n"));

@@ -10,9 +10,6 @@ ScriptedService::ScriptedService(std::vector<Reply> script, const ListenerOption
     : replies(std::move(script)),
       listener(options, [this](const std::string& request) { return answer(request); }) {}
 
-ScriptedService::ScriptedService(std::vector<Reply> script, std::uint16_t port)
-    : ScriptedService(std::move(script), localservice::listenerOptions(LOCAL_PKI, port)) {}
-
 Reply ScriptedService::answer(const std::string& request) {
   requests.push_back(request);
   testclock::advance(replyTime);

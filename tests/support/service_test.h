@@ -12,13 +12,15 @@ void advance(long microseconds);
 
 }  // namespace testclock
 
+// The service of the production environment.
+const localservice::ListenerOptions SERVICE = localservice::listenerOptions(LOCAL_PKI, 24432);
+
 // A service on a thread of this process that answers with a script: reply k to request k, the last
 // one for good.
 class ScriptedService {
  public:
-  explicit ScriptedService(std::vector<localservice::Reply> script, std::uint16_t port = 24432);
-  ScriptedService(std::vector<localservice::Reply> script,
-                  const localservice::ListenerOptions& options);
+  explicit ScriptedService(std::vector<localservice::Reply> script,
+                           const localservice::ListenerOptions& options = SERVICE);
 
   // What has been received, in full. Only between calls of the module.
   std::vector<std::string> requests;
@@ -67,7 +69,7 @@ class ServiceTest : public ModuleTest {
   void expectOutcome(const std::string& name, std::vector<localservice::Reply> script,
                      std::size_t requests, const Log& lines, CK_RV result);
 
-  localservice::ListenerOptions options = localservice::listenerOptions(LOCAL_PKI, 24432);
+  localservice::ListenerOptions options = SERVICE;
   const std::string executable = std::filesystem::read_symlink("/proc/self/exe");
   std::string signature = std::string(256, '\xEE');
   CK_ULONG signatureLen = 10;  // never read
