@@ -84,12 +84,14 @@ std::optional<Line> linearityLine(const Work& large, const Work& small, const Me
   const auto share = [&](const Work& work) {
     return medians.of(work.id + "/module").value_or(0) / static_cast<double>(work.home->count());
   };
-  const double ratio = share(large) / share(small);
-  if (share(large) == 0 || share(small) == 0) return std::nullopt;
+  const double ofLarge = share(large);
+  const double ofSmall = share(small);
+  if (ofLarge == 0 || ofSmall == 0) return std::nullopt;
+  const double ratio = ofLarge / ofSmall;
   return Line{
       .work = "list: each of 10,000 beside each of 1,000",
-      .module = duration(share(large)),
-      .floor = duration(share(small)),
+      .module = duration(ofLarge),
+      .floor = duration(ofSmall),
       .ratio = decimals(ratio, 2),
       .goal = "<= " + decimals(MOST_OVER_LINEAR, 2),
       .verdict = medians.areReliable() ? verdict(ratio <= MOST_OVER_LINEAR) : Verdict::NOT_JUDGED};
