@@ -18,6 +18,7 @@
 #include "certificates.h"
 #include "home.h"
 #include "loading.h"
+#include "local_signing_service/ports.h"
 #include "local_signing_service/private_key.h"
 #include "medians.h"
 #include "memory.h"
@@ -129,6 +130,7 @@ bool run() {
   Token module = Token::open(library, SLOT);
   const BareClient client(trustAnchors(pki), recordSignature(pki, module, KEY_OF_FIRST));
   const ServiceProcess service(pki);
+  const std::string port = std::to_string(localservice::PRODUCTION_PORT);
 
   // First, before anything else fills the memory of this process.
   std::vector<Line> others = {sizeLine()};
@@ -212,7 +214,7 @@ bool run() {
        &thousand,
        {.mostOverFloor = 1.10},
        [&] { module.sign(KEY_OF_FIRST); },
-       [&] { client.exchange(SERVICE_PORT); },
+       [&] { client.exchange(port.c_str()); },
        nullptr,
        true},
       {"load",

@@ -9,6 +9,7 @@
 #include <exception>
 
 #include "local_signing_service/background_listener.h"
+#include "local_signing_service/ports.h"
 #include "require.h"
 
 namespace bench {
@@ -28,7 +29,7 @@ localservice::Reply approve(const std::string& request) {
 }
 
 localservice::ListenerOptions options(const fs::path& pki) {
-  return localservice::listenerOptions(pki, static_cast<std::uint16_t>(std::stoi(SERVICE_PORT)));
+  return localservice::listenerOptions(pki, localservice::PRODUCTION_PORT);
 }
 
 }  // namespace

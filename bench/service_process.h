@@ -10,8 +10,6 @@
 
 namespace bench {
 
-constexpr const char* SERVICE_PORT = "24432";  // where the local module looks for it
-
 // Returns the requests of one signature that `token` makes with `key`, byte for byte. The service
 // must not be running.
 std::vector<std::string> recordSignature(const std::filesystem::path& pki, Token& token,

@@ -2,9 +2,6 @@
 # What scripts/demo and tests/applications work with: a home folder, showing commands and what they
 # print, the signing service, and the desktop. All of it keeps its files in the current folder.
 
-# The module that talks to the local service has this port built in.
-readonly PORT=24432
-
 case $(uname) in
   Darwin) readonly MODULE=pkcs11-brivasign-local.dylib ;;
   *) readonly MODULE=pkcs11-brivasign-local.so ;;
@@ -36,6 +33,8 @@ enterHome() {
   mkdir -p "$PRODUCT_FOLDER/certificados"
   cp "$1"/local-pki/users/*.cer "$PRODUCT_FOLDER/certificados"
   echo demo-machine >"$PRODUCT_FOLDER/maquinaId"
+  # Where the module looks for the service in the production environment, the third one.
+  port=$(sed -n '/^localhost /s///p' "$1/local-pki/deployment/environments.txt" | sed -n 3p)
   # Short names for the commands shown.
   ln -s "$1/$MODULE" "$1/local-signing-service" "$1/local-pki" .
 }
@@ -125,10 +124,10 @@ startService() {
   showCommand "${command[@]}"
   "${command[@]}" >service.pipe 2>&1 &
   servicePid=$!
-  until grep -q "^listening on .*:$PORT " service.lines; do
+  until grep -q "^listening on .*:$port " service.lines; do
     if ! kill -0 "$servicePid" 2>/dev/null; then
       wait "$relayPid"
-      fail "the signing service cannot run. It needs port $PORT, where the module looks for it"
+      fail "the signing service cannot run on port $port, where the module looks for it"
     fi
     sleep 0.1
   done

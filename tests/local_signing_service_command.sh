@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The command line of the local signing service: every misuse is one clear line and status 2.
 set -euo pipefail
-service=$1 pki=$2
+service=$1 pki=$2 port=$3
 scratch=$(mktemp -d)
 trap 'kill %1 2>/dev/null || true; rm -rf "$scratch"' EXIT
 
@@ -25,9 +25,9 @@ expect 2 "--ending" --pki "$pki" --ending loudly
 expect 2 "nowhere" --pki "$scratch/nowhere"
 expect 2 "server.key" --pki "$scratch/pki"
 
-"$service" --pki "$pki" --port 24432 --close-after 8 --ending reset >"$scratch/out" &
-until grep -q "listening on https://127.0.0.1:24432" "$scratch/out"; do sleep 0.05; done
-expect 2 "24432" --pki "$pki" --port 24432
-[[ $(openssl s_client -quiet -connect localhost:24432 2>&1 <<<$'GET /\r\n\r\n') == *1read:errno=104 ]]
+"$service" --pki "$pki" --port $port --close-after 8 --ending reset >"$scratch/out" &
+until grep -q "listening on https://127.0.0.1:$port" "$scratch/out"; do sleep 0.05; done
+expect 2 "stop the program that listens there" --pki "$pki" --port $port
+[[ $(openssl s_client -quiet -connect localhost:$port 2>&1 <<<$'GET /\r\n\r\n') == *1read:errno=104 ]]
 kill %1
 wait %1

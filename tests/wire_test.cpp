@@ -95,15 +95,16 @@ TEST_F(Wire, NoLengthIsCut) {
 TEST_F(Wire, EnvironmentAndMachineIdentifierAreReadForEachSignature) {
   write("maquinaIdDes", "D");
   write("maquinaIdHom", "\tH ");
-  // Port, machine identifier and a content that leads there; "-": no file, "/": a directory.
+  // Environment, machine identifier and a content that leads there; "-": no file, "/": a directory.
   using Row = std::tuple<std::uint16_t, std::string, std::vector<std::string>>;
-  for (const auto& [port, machineId, contents] :
-       {Row{24432, "MACHINE-1", {"-", "2\r\n", "4", "-1"}}, Row{24430, "D", {"/", "", "x1"}},
-        Row{24431, "\tH ", {"1", " +1.9\n2\n"}}, Row{24433, "", {"3 test"}}}) {
+  for (const auto& [index, machineId, contents] :
+       {Row{2, "MACHINE-1", {"-", "2\r\n", "4", "-1"}}, Row{0, "D", {"/", "", "x1"}},
+        Row{1, "\tH ", {"1", " +1.9\n2\n"}}, Row{3, "", {"3 test"}}}) {
     for (const std::string& content : contents) {
       std::filesystem::remove_all(folder / "ambiente");
       if (content == "/") std::filesystem::create_directory(folder / "ambiente");
       if (content != "/" && content != "-") write("ambiente", content);
+      const auto port = static_cast<std::uint16_t>(localservice::FIRST_PORT + index);
       ScriptedService service({FILED, REFUSED}, localservice::listenerOptions(LOCAL_PKI, port));
       EXPECT_EQ(sign(), CKR_FUNCTION_CANCELED) << content;
       EXPECT_THAT(service.requests.at(0),

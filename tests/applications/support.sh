@@ -3,8 +3,6 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/demo-support.sh"
 
-readonly TLS_PORT=24440
-
 # Enters a home folder with the programs of the build folder $1. The test is skipped where there is
 # no Debian package $2, which is installed if the rest, a command, succeeds.
 setUp() {
@@ -15,6 +13,7 @@ setUp() {
     exit 77 # which ctest takes for "skipped"
   fi
   enterHome "$1"
+  readonly TLS_PORT=$((port + 8))
   exec </dev/null
   makeContract
   openssl x509 -in local-pki/users/1001.pem -noout -pubkey >maria.pub

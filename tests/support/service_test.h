@@ -1,6 +1,7 @@
 #pragma once
 
 #include "local_signing_service/background_listener.h"
+#include "local_signing_service/ports.h"
 #include "support/module_test.h"
 
 // The clock that the module sees: this program's gettimeofday and usleep stand before the system's,
@@ -13,7 +14,8 @@ void advance(long microseconds);
 }  // namespace testclock
 
 // The service of the production environment.
-const localservice::ListenerOptions SERVICE = localservice::listenerOptions(LOCAL_PKI, 24432);
+const localservice::ListenerOptions SERVICE =
+    localservice::listenerOptions(LOCAL_PKI, localservice::PRODUCTION_PORT);
 
 // A service on a thread of this process that answers with a script: reply k to request k, the last
 // one for good.

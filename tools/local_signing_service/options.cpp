@@ -9,36 +9,6 @@
 namespace localservice {
 namespace {
 
-constexpr std::string_view USAGE =
-    R"(usage: local-signing-service --pki DIR [OPTION]...
-
-Speaks the signing service's side of the wire on https://127.0.0.1, with real signatures.
-
-  --pki DIR           folder made by make-local-pki: server.pem, server.key, users/<number>.key
-  --port N            port to listen on (default 24432; 0 takes any free one)
-  --approval MODE     what becomes of a signature request (default at-once):
-                        at-once  approved at the first status query
-                        after=N  approved after N status queries answered "waiting"
-                        refuse   refused at the first status query
-                        wait     left waiting for ever
-                        ask      a person at this terminal decides at the first status query
-  --reply-file FILE   answer with the exact bytes of FILE instead; given more than once, the
-                      files take turns and the last one repeats
-  --byte-delay MS     send every reply byte by byte, each in a TLS record of its own, with this
-                      pause before each
-  --close-after BYTES end the connection after so many bytes of every reply
-  --ending MODE       how connections end (default close-notify):
-                        close-notify  in order
-                        close         without TLS close_notify
-                        reset         by a TCP reset
-  --stall MS          once a client begins the handshake, say nothing for so long, then end the
-                      connection
-  --update-available  tell applications that an update is available
-  --help              print this text
-
-example: local-signing-service --pki local-pki --approval after=2
-)";
-
 template <typename Number>
 Number parseValue(const std::string& option, const std::string& value) {
   const auto number = parseNumber<Number>(value);
@@ -126,6 +96,37 @@ Options parseOptions(const std::vector<std::string>& arguments) {
   return options;
 }
 
-std::string_view usage() { return USAGE; }
+std::string usage() {
+  return std::string(R"(usage: local-signing-service --pki DIR [OPTION]...
+
+Speaks the signing service's side of the wire on https://127.0.0.1, with real signatures.
+
+  --pki DIR           folder made by make-local-pki: server.pem, server.key, users/<number>.key
+  --port N            port to listen on (default )") +
+         std::to_string(PRODUCTION_PORT) +
+         R"(; 0 takes any free one)
+  --approval MODE     what becomes of a signature request (default at-once):
+                        at-once  approved at the first status query
+                        after=N  approved after N status queries answered "waiting"
+                        refuse   refused at the first status query
+                        wait     left waiting for ever
+                        ask      a person at this terminal decides at the first status query
+  --reply-file FILE   answer with the exact bytes of FILE instead; given more than once, the
+                      files take turns and the last one repeats
+  --byte-delay MS     send every reply byte by byte, each in a TLS record of its own, with this
+                      pause before each
+  --close-after BYTES end the connection after so many bytes of every reply
+  --ending MODE       how connections end (default close-notify):
+                        close-notify  in order
+                        close         without TLS close_notify
+                        reset         by a TCP reset
+  --stall MS          once a client begins the handshake, say nothing for so long, then end the
+                      connection
+  --update-available  tell applications that an update is available
+  --help              print this text
+
+example: local-signing-service --pki local-pki --approval after=2
+)";
+}
 
 }  // namespace localservice

@@ -3,17 +3,17 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "faults.h"
+#include "ports.h"
 #include "signing_service.h"
 
 namespace localservice {
 
 struct Options {
   std::filesystem::path pki;
-  std::uint16_t port = 24432;
+  std::uint16_t port = PRODUCTION_PORT;
   ServiceOptions service;
   Faults faults;
   bool help = false;
@@ -24,6 +24,6 @@ struct Options {
 Options parseOptions(const std::vector<std::string>& arguments);
 
 // Returns the text of --help.
-std::string_view usage();
+std::string usage();
 
 }  // namespace localservice

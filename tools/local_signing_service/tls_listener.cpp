@@ -77,8 +77,14 @@ FileDescriptor listenOn(const ListenerOptions& options) {
   enable(socket.get(), SOL_SOCKET, SO_REUSEADDR);
   if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       ::listen(socket.get(), SOMAXCONN) != 0) {
+    const int error = errno;
+    const std::string advice =
+        error == EADDRINUSE
+            ? "; stop the program that listens there, or configure the build with another port by "
+              "-DORVIX_LOCAL_PORT"
+            : "";
     throw std::runtime_error("cannot listen on port " + std::to_string(options.port) + ": " +
-                             std::generic_category().message(errno));
+                             std::generic_category().message(error) + advice);
   }
   configureDescriptor(socket.get());
   return socket;
