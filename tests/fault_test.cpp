@@ -90,7 +90,6 @@ TEST_F(Fault, OfTheReplyToTheQuery) {
 
 TEST_F(Fault, OfTheServer) {
   options.certificateFile = home / "chain.pem";
-  options.keyFile = USER_KEY;
   options.securityLevel = 0;
   const std::string unverified = "certificate verify failed";
   // Only this command of openssl can let a validity begin later.
@@ -105,7 +104,9 @@ TEST_F(Fault, OfTheServer) {
            {"self-signed", unverified, ""},
            {"expired", unverified, "", BY_CA + " -clrext -days -1"},
            {"not yet valid", unverified, "", later},
-           {"SHA-1", unverified, BY_CA + " -sha1"},
+           {"SHA-1", unverified, "", BY_CA + " -clrext -sha1"},
+           {"1024-bit key", unverified, "-newkey rsa:1024 -nodes -keyout weak.key",
+            BY_CA + " -clrext"},
            {.name = "four intermediates", .reason = "", .intermediates = 4},
            {.name = "five intermediates", .reason = unverified, .intermediates = 5},
            {.name = "TLS 1.1 only", .reason = "wrong ssl version", .version = TLS1_1_VERSION},
@@ -123,6 +124,7 @@ TEST_F(Fault, OfTheServer) {
     }
     options.minimumVersion = options.maximumVersion = server.version;
     options.cipherList = server.ciphers;
+    options.keyFile = server.arguments.starts_with("-newkey") ? home / "weak.key" : USER_KEY;
     if (server.stall) options.stall.emplace(0), options.stallEnding = *server.stall;
     const bool isAccepted = server.reason.empty();
     expectOutcome(server.name, {FILED, accepted()}, isAccepted ? 2 : 0,

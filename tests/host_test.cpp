@@ -156,7 +156,7 @@ TEST_F(Host, AThousandLoadsLeaveNothingBehind) {
       EXPECT_EQ(ask(), content == der ? CKR_OK : CKR_DEVICE_ERROR);
     }
   }
-  EXPECT_LT(mallinfo2().uordblks, before + 100'000) << "bytes in use";
+  EXPECT_LT(mallinfo2().uordblks, before + 20'000) << "bytes in use";
 }
 
 TEST_F(Host, AForkedChildSigns) {

@@ -10,6 +10,9 @@ namespace brivasign {
 namespace {
 
 constexpr int VERIFY_DEPTH = 4;
+// RSA keys of 2048 bits, SHA-256, and their like at the least. What a release of the TLS library
+// takes by default differs.
+constexpr int SECURITY_LEVEL = 2;
 constexpr const char* CIPHER_LIST = "HIGH:!aNULL:!kRSA:!PSK:!SRP:!MD5:!RC4";
 
 // Loads the trust anchors into the context's store. An anchor that does not parse vouches for
@@ -39,6 +42,7 @@ SslContextPtr newTlsContext() {
   if (context == nullptr) return context;
   SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER, nullptr);
   SSL_CTX_set_verify_depth(context.get(), VERIFY_DEPTH);
+  SSL_CTX_set_security_level(context.get(), SECURITY_LEVEL);
   SSL_CTX_set_options(context.get(), 0);  // none, in so many words
   addTrustAnchors(context.get());
   return context;
