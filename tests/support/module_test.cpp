@@ -118,7 +118,8 @@ std::pair<std::string, int> output(const std::string& command) {
   std::FILE* const pipe = popen(command.c_str(), "r");
   std::string text;
   for (int c = 0; (c = std::fgetc(pipe)) != EOF;) text += static_cast<char>(c);
-  return {text, WEXITSTATUS(pclose(pipe))};
+  const int status = pclose(pipe);
+  return {text, WEXITSTATUS(status)};
 }
 
 std::string number(CK_ULONG value) { return {reinterpret_cast<const char*>(&value), sizeof value}; }

@@ -1,7 +1,10 @@
 #include "support/service_test.h"
 
-#include <sys/time.h>
-#include <unistd.h>
+#ifdef __APPLE__
+#include <mach-o/dyld.h>
+#endif
+
+#include <cstdint>
 
 using localservice::ListenerOptions;
 using localservice::Reply;
@@ -22,6 +25,16 @@ Reply reply(const std::string& body, const std::string& headers) {
 
 Reply accepted(const std::string& base64) {
   return reply(R"({"status":"ACEITO","desafioAssinado":")" + base64 + "\"}");
+}
+
+std::string executablePath() {
+#ifdef __APPLE__
+  char path[4096] = {};
+  std::uint32_t size = sizeof path;
+  return _NSGetExecutablePath(path, &size) == 0 ? path : "";
+#else
+  return std::filesystem::read_symlink("/proc/self/exe");
+#endif
 }
 
 ServiceTest::ServiceTest(const char* modulePath) : ModuleTest(modulePath) { openSession(); }
@@ -48,7 +61,7 @@ Log ServiceTest::logOfService() const {
 void ServiceTest::expectOutcome(const std::string& name, std::vector<Reply> script,
                                 std::size_t requests, const Log& lines, CK_RV result) {
   const auto opened = [] {
-    return std::ranges::distance(std::filesystem::directory_iterator("/proc/self/fd"));
+    return std::ranges::distance(std::filesystem::directory_iterator("/dev/fd"));
   };
   const auto before = opened();
   std::filesystem::remove(folder / "orvix.log");
@@ -64,30 +77,4 @@ void ServiceTest::expectOutcome(const std::string& name, std::vector<Reply> scri
   EXPECT_EQ(signature[0], result == CKR_OK ? '\0' : '\xEE') << name;
   EXPECT_EQ(signatureLen, 256U) << name;
   EXPECT_EQ(signOnly(), CKR_OPERATION_NOT_INITIALIZED) << name;
-}
-
-namespace testclock {
-
-std::vector<unsigned> sleeps;
-// Near the end of a second, so that a difference taken without its carry shows.
-static timeval now = {1'900'000'000, 900'000};
-
-void advance(long microseconds) {
-  const long sum = now.tv_usec + microseconds;
-  now.tv_sec += sum / 1'000'000;
-  now.tv_usec = sum % 1'000'000;
-}
-
-}  // namespace testclock
-
-extern "C" __attribute__((visibility("default"))) int gettimeofday(
-    struct timeval* __restrict time, void* __restrict /*zone*/) noexcept {
-  *time = testclock::now;
-  return 0;
-}
-
-extern "C" __attribute__((visibility("default"))) int usleep(useconds_t microseconds) {
-  testclock::sleeps.push_back(microseconds);
-  testclock::advance(microseconds);
-  return 0;
 }

@@ -3,15 +3,7 @@
 #include "local_signing_service/background_listener.h"
 #include "local_signing_service/ports.h"
 #include "support/module_test.h"
-
-// The clock that the module sees: this program's gettimeofday and usleep stand before the system's,
-// so that no test waits in real time.
-namespace testclock {
-
-extern std::vector<unsigned> sleeps;  // what usleep was asked for, in microseconds
-void advance(long microseconds);
-
-}  // namespace testclock
+#include "support/test_clock.h"
 
 // The service of the production environment.
 const localservice::ListenerOptions SERVICE =
@@ -52,6 +44,9 @@ const std::string BAD_FILING = "Erro no JSON recebido apos envio do desafio:";
 const std::string BAD_STATE = "Erro no JSON recebido na consulta do pedido de assinatura:";
 const std::string FILING_FAILED = "Erro ao enviar pedido de assinatura.";
 
+// The path of this program as the module has to find it.
+std::string executablePath();
+
 // A module with an open session, and what signing with it takes.
 class ServiceTest : public ModuleTest {
  protected:
@@ -72,7 +67,7 @@ class ServiceTest : public ModuleTest {
                      std::size_t requests, const Log& lines, CK_RV result);
 
   localservice::ListenerOptions options = SERVICE;
-  const std::string executable = std::filesystem::read_symlink("/proc/self/exe");
+  const std::string executable = executablePath();
   std::string signature = std::string(256, '\xEE');
   CK_ULONG signatureLen = 10;  // never read
 };
