@@ -2,6 +2,18 @@
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME product)
 
+# Asked of the files: they may be older than the deployment.
+if(NOT ORVIX_ALLOW_PLACEHOLDERS)
+  install(CODE "foreach(product IN ITEMS ${product_files})
+    file(STRINGS \"\${product}\" hosts REGEX \"^[A-Za-z0-9._-]+[.]invalid$\")
+    if(hosts)
+      list(JOIN hosts \", \" hosts)
+      message(FATAL_ERROR \" \${product}: built for placeholder hosts, \${hosts}; \"
+        \"build with -DORVIX_DEPLOYMENT_DIR=..., or with -DORVIX_ALLOW_PLACEHOLDERS=ON\")
+    endif()
+  endforeach()")
+endif()
+
 install(TARGETS pkcs11-brivasign LIBRARY DESTINATION lib/pkcs11)
 install(TARGETS brivasign-check RUNTIME DESTINATION bin)
 file(GLOB documents CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
