@@ -25,8 +25,6 @@ install(CODE "file(WRITE \"${PROJECT_BINARY_DIR}/brivasign.module\"
   \"module: \${CMAKE_INSTALL_PREFIX}/lib/pkcs11/$<TARGET_FILE_NAME:pkcs11-brivasign>\\n\")")
 install(FILES "${PROJECT_BINARY_DIR}/brivasign.module" DESTINATION share/p11-kit/modules)
 
-file(STRINGS "${PROJECT_SOURCE_DIR}/src/log/version.h" version_line REGEX "MODULE_VERSION")
-string(REGEX REPLACE ".*\"(.*)\".*" "\\1" CPACK_PACKAGE_VERSION "${version_line}")
 set(CPACK_GENERATOR TGZ)
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_INSTALL_PREFIX /usr/local)

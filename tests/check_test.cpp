@@ -79,3 +79,12 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
   }
   EXPECT_EQ(output(LOCAL_CHECK " --colour 2>&1").second, 2);
 }
+
+TEST(Identity, IsToldByTheCheckAndReadInTheModule) {
+  const auto told = output(PRODUCT_CHECK " --version");
+  EXPECT_EQ(told, output("LC_ALL=C grep -ao 'pkcs11-brivasign [0-9][ -~]*' " PRODUCT_MODULE));
+  EXPECT_THAT(told.first, testing::MatchesRegex(
+                              "pkcs11-brivasign 2\\.1\\.2, commit ([0-9a-f]{40}(-dirty)?|unknown), "
+                              "[a-z]+-[a-z0-9_]+, OpenSSL 3\\.[^,]+, hosts development.*:443 .* "
+                              "test\\.quorvent\\.invalid:443, 12 trust anchors\n"));
+}

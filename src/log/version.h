@@ -2,7 +2,7 @@
 
 namespace brivasign {
 
-// The module's version, in every log line and in every signature request.
-inline constexpr const char* MODULE_VERSION = "2.1.2";
+// The module's version, in every log line and in every signature request; the build tells it.
+inline constexpr const char* MODULE_VERSION = ORVIX_VERSION;
 
 }  // namespace brivasign

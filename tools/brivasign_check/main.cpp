@@ -14,6 +14,7 @@
 #include "brivasign_check/log_check.h"
 #include "brivasign_check/notification_check.h"
 #include "brivasign_check/report.h"
+#include "identity/identity.h"
 #include "service/tls_settings.h"
 
 namespace {
@@ -22,14 +23,15 @@ constexpr int SOMETHING_WRONG = 1;
 constexpr int BAD_USAGE = 2;
 
 constexpr const char* USAGE =
-    R"(usage: brivasign-check [--json]
+    R"(usage: brivasign-check [--json | --version]
 
 Tells whether the module finds what it needs: the product folder, the environment, this machine's
 identifier, the certificates, the signing service. Each line is ok, a note, or WRONG with the reason
 and what to do. Changes nothing, sends the service no request, and shows no machine identifier.
 
-  --json  write one JSON object instead, for support tickets
-  --help  print this text
+  --json     write one JSON object instead, for support tickets
+  --version  only print what this program and the module beside it were built from
+  --help     print this text
 
 Exit status: 0 all is well, 1 something is wrong, 2 wrong usage.
 )";
@@ -68,6 +70,10 @@ int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     const bool wantsJson = arguments == std::vector<std::string>{"--json"};
     const bool wantsHelp = arguments == std::vector<std::string>{"--help"};
+    if (arguments == std::vector<std::string>{"--version"}) {
+      std::cout << brivasign::brivasignIdentity.line << '\n';
+      return 0;
+    }
     if (!arguments.empty() && !wantsJson && !wantsHelp) {
       std::cerr << USAGE;
       return BAD_USAGE;
