@@ -1,6 +1,17 @@
-# What `cmake --install` and `cpack` put where; the same layout on every platform.
+# What `cmake --install` puts where, for who packages it; the same layout on every platform, and the
+# same as that of tools/release/install.
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME product)
+# CMake would make folders that others cannot enter when the umask says so.
+install(CODE [[
+  execute_process(
+    COMMAND sh -c "umask 022 && mkdir -p \"$@\"" -
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin"
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/lib/pkcs11"
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/doc/pkcs11-brivasign/docs"
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/p11-kit/modules"
+    COMMAND_ERROR_IS_FATAL ANY)
+]])
 
 # Asked of the files: they may be older than the deployment.
 if(NOT ORVIX_ALLOW_PLACEHOLDERS)
@@ -24,9 +35,3 @@ install(FILES ${documents} DESTINATION share/doc/pkcs11-brivasign/docs)
 install(CODE "file(WRITE \"${PROJECT_BINARY_DIR}/brivasign.module\"
   \"module: \${CMAKE_INSTALL_PREFIX}/lib/pkcs11/$<TARGET_FILE_NAME:pkcs11-brivasign>\\n\")")
 install(FILES "${PROJECT_BINARY_DIR}/brivasign.module" DESTINATION share/p11-kit/modules)
-
-set(CPACK_GENERATOR TGZ)
-set(CPACK_SET_DESTDIR ON)
-set(CPACK_INSTALL_PREFIX /usr/local)
-set(CPACK_STRIP_FILES ON)
-include(CPack)
