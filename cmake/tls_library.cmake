@@ -1,13 +1,14 @@
 # Finds the TLS library that becomes part of the product and makes it the targets OpenSSL::SSL and
 # OpenSSL::Crypto: the one of scripts/tls-library once it has been built, unless OPENSSL_ROOT_DIR
-# names the folder of another. Before, it is the system's, which is not what is tested.
+# names the folder of another. Before, it is the system's, which is not what is tested. Sets PLATFORM,
+# what the products are for.
 
 if(APPLE)
-  set(target macos-arm64)
+  set(PLATFORM macos-arm64)
 else()
-  string(TOLOWER "${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}" target)
+  string(TOLOWER "${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}" PLATFORM)
 endif()
-set(own "${CMAKE_CURRENT_LIST_DIR}/../build/tls-library/${target}")
+set(own "${CMAKE_CURRENT_LIST_DIR}/../build/tls-library/${PLATFORM}")
 cmake_path(NORMAL_PATH own)
 if(NOT OPENSSL_ROOT_DIR AND EXISTS "${own}/origin")
   foreach(name SSL Crypto)
