@@ -18,6 +18,7 @@ def isPackage: (.name | length > 0) and (.downloadLocation | length > 0) and .fi
 | def targets($type): [$document.relationships[] | select(.relationshipType == $type)
     | .relatedSpdxElement];
 
+demand("a value is null"; [.. | nulls] == []),
 demand("what it is"; .spdxVersion == "SPDX-2.3" and .dataLicense == "CC0-1.0"
   and .SPDXID == "SPDXRef-DOCUMENT" and (.name | length > 0)
   and (.documentNamespace | test("^https://[^ #]+$"))),

@@ -1,13 +1,14 @@
 # Makes the SBOM of an archive, in SPDX 2.3, of what scripts/release has found out:
 #   name of the archive; version and commit of the product; created, the time of the commit;
 #   products, the module and the programs: file, sha256, needs (the libraries of the system);
-#   parts, what becomes part of them, and tools, what makes them: name, version, licence, purl,
-#   comment, and of what is built from source the file, its sha256 and how in source.
+#   parts, what becomes part of them, and tools, what makes them: name, version, licence, purl, and
+#   of what is built from source the file, its sha256 and how in source.
 
 def id: "SPDXRef-" + (split("/") | last | gsub("[^A-Za-z0-9.]+"; "-"));
 
 def package: {
-  SPDXID: .name | id,
+  SPDXID: (.name | id),
+  name,
   downloadLocation: "NOASSERTION",
   filesAnalyzed: false,
   licenseDeclared: .licenseConcluded,
@@ -32,10 +33,8 @@ def component: {
   name,
   versionInfo: .version,
   licenseConcluded: .licence,
-  comment,
   externalRefs: [reference("PACKAGE-MANAGER"; "purl"; .purl), (select(.source) | cpe)]
-} + (if .source then fromFile(.source.file; .source.sha256) + {sourceInfo: .source.how} else {} end)
-  | package;
+} + (.source | if . then fromFile(.file; .sha256) + {sourceInfo: .how} else {} end) | package;
 
 def relation($from; $type; $to): {
   spdxElementId: $from, relationshipType: $type, relatedSpdxElement: $to
