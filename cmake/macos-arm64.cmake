@@ -12,6 +12,8 @@ set(CMAKE_CXX_COMPILER_TARGET aarch64-macos.11.0)
 set(CMAKE_AR llvm-ar-19)
 set(CMAKE_RANLIB llvm-ranlib-19)
 set(CMAKE_INSTALL_NAME_TOOL llvm-install-name-tool-19)
+# There is nothing left to strip, and it would leave the constant data writable.
+set(CMAKE_STRIP "")
 # What is only tried needs no linking.
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 set(CMAKE_USER_MAKE_RULES_OVERRIDE_CXX "${CMAKE_CURRENT_LIST_DIR}/macos/linker.cmake")

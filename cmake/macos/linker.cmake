@@ -5,8 +5,8 @@
 # The compiler refuses what CMake adds to these by default.
 set(CMAKE_CXX_VERBOSE_FLAG -v)
 set(CMAKE_CXX_LINKER_WRAPPER_FLAG "")
-# -S: where each object file lay is not part of the product.
-set(linker "ld64.lld-19 -arch arm64 -platform_version macos 11.0 11.0 -S <LINK_FLAGS>")
+# -S: where each object file lay is not part of the product. -x: neither are its inner names.
+set(linker "ld64.lld-19 -arch arm64 -platform_version macos 11.0 11.0 -S -x <LINK_FLAGS>")
 set(system "\"${MACOS_DEPENDENCIES}/compiler/lib/libc/darwin/libSystem.11.tbd\"")
 # A library shares the C++ library with its host, as everything on a Mac does. For a program the
 # compiler's own is fine, and spares a list of all that a program may need of the system's.
