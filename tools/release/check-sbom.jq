@@ -7,8 +7,11 @@ def demand($what; condition): if (try condition catch false) == true then empty 
 def isLicence: [splits(" (AND|OR|WITH) ")] | all(IN("Apache-2.0", "GCC-exception-3.1",
   "GPL-3.0-or-later", "LLVM-exception", "MIT", "NOASSERTION", "NONE"));
 
-def isPackage: (.name | length > 0) and (.downloadLocation | length > 0) and .filesAnalyzed == false
-  and (.copyrightText | length > 0) and (.licenseConcluded | isLicence)
+def isPackage: (keys - ["SPDXID", "checksums", "comment", "copyrightText", "downloadLocation",
+    "externalRefs", "filesAnalyzed", "licenseComments", "licenseConcluded", "licenseDeclared", "name",
+    "packageFileName", "sourceInfo", "versionInfo"] == [])
+  and (.name | length > 0) and (.downloadLocation | length > 0) and .filesAnalyzed == false
+  and .versionInfo != "" and (.copyrightText | length > 0) and (.licenseConcluded | isLicence)
   and (.licenseDeclared | isLicence)
   and (.checksums // [] | all(.algorithm == "SHA256" and (.checksumValue | test("^[0-9a-f]{64}$"))))
   and (.externalRefs // [] | all(.referenceLocator | test("^(pkg:|cpe:2.3:a:)[^ ]+[0-9][^ ]*$")));
@@ -29,7 +32,8 @@ demand("an SPDXID that is none, or not unique";
   ($packages | length) == (.packages | length) and ($packages | has("SPDXRef-DOCUMENT") | not)
   and ($packages | keys | all(test("^SPDXRef-[A-Za-z0-9.-]+$")))),
 (.packages[] | demand("package \(.SPDXID)"; isPackage)),
-(.relationships[] | demand("relation \(.)"; (.relationshipType | test("^[A-Z_]+$"))
+(.relationships[] | demand("relation \(.)";
+  (.relationshipType | IN("DESCRIBES", "STATIC_LINK", "DYNAMIC_LINK", "BUILD_TOOL_OF"))
   and all(.spdxElementId, .relatedSpdxElement; . == "SPDXRef-DOCUMENT" or $packages[.] != null))),
 demand("nothing is described, linked or built with";
   all("DESCRIBES", "STATIC_LINK", "DYNAMIC_LINK", "BUILD_TOOL_OF"; targets(.) | length > 0)),
