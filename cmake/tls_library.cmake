@@ -1,7 +1,7 @@
 # Finds the TLS library that becomes part of the product and makes it the targets OpenSSL::SSL and
 # OpenSSL::Crypto: the one of scripts/tls-library once it has been built, unless OPENSSL_ROOT_DIR
-# names the folder of another. Before, it is the system's, which is not what is tested. Sets PLATFORM,
-# what the products are for.
+# names the folder of another. Before, it is the system's, which is not what is tested. Sets
+# PLATFORM, the name of what the products are for.
 
 if(APPLE)
   set(PLATFORM macos-arm64)

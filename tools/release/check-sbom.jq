@@ -8,8 +8,8 @@ def isLicence: [splits(" (AND|OR|WITH) ")] | all(IN("Apache-2.0", "GCC-exception
   "GPL-3.0-or-later", "LLVM-exception", "MIT", "NOASSERTION", "NONE"));
 
 def isPackage: (keys - ["SPDXID", "checksums", "comment", "copyrightText", "downloadLocation",
-    "externalRefs", "filesAnalyzed", "licenseComments", "licenseConcluded", "licenseDeclared", "name",
-    "packageFileName", "sourceInfo", "versionInfo"] == [])
+    "externalRefs", "filesAnalyzed", "licenseComments", "licenseConcluded", "licenseDeclared",
+    "name", "packageFileName", "sourceInfo", "versionInfo"] == [])
   and (.name | length > 0) and (.downloadLocation | length > 0) and .filesAnalyzed == false
   and .versionInfo != "" and (.copyrightText | length > 0) and (.licenseConcluded | isLicence)
   and (.licenseDeclared | isLicence)
