@@ -12,6 +12,11 @@ expectLines p11tool 2 'URL:.*type=private' "there should be two keys"
 run p11tool --provider "$HOME/$MODULE" --outder --outfile maria.cer --export "$URI;type=cert" ||
   fail "nothing can be exported"
 run cmp maria.cer local-pki/users/1001.cer || fail "the certificates differ"
+! run p11tool --provider "$HOME/$MODULE" --test-sign "$URI;type=private" || fail "it signs now"
+runSigning at-once certtool --provider "$HOME/$MODULE" --p7-sign --load-privkey "$URI;type=private" \
+  --load-certificate local-pki/users/1001.pem --infile contract.txt --outfile signed.p7 ||
+  fail "certtool does not sign"
+run openssl cms -verify -inform PEM -in signed.p7 -CAfile local-pki/ca.pem || fail "it is not valid"
 
 startTlsServer -www
 echo "GET / HTTP/1.0" >request

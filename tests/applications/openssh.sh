@@ -20,3 +20,9 @@ runSigning at-once ssh-keygen -Y sign -f expected.pub -n file contract.txt ||
 echo "maria $(cat expected.pub)" >signers
 run ssh-keygen -Y verify -f signers -I maria -n file -s contract.txt.sig <contract.txt ||
   fail "the signature is not valid"
+
+git=(git -C repository -c user.name=Maria -c user.email=maria -c gpg.format=ssh
+  -c user.signingKey="$HOME/expected.pub" -c gpg.ssh.allowedSignersFile="$HOME/signers")
+git init -q repository
+runSigning at-once "${git[@]}" commit -S --allow-empty -m signed || fail "git does not sign"
+run "${git[@]}" verify-commit HEAD || fail "git does not verify"
