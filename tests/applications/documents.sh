@@ -46,7 +46,8 @@ mapfile -t shown < <(awk 'sub(/^    /, "") { print; next }
       print substr($0, RSTART + 1, RLENGTH - 2); $0 = substr($0, RSTART + RLENGTH) } }' \
   README.md docs/*.md | sed 's/  *# .*//')
 mapfile -t rows < <(grep -v '^#' "$tests/documented_commands")
-rm -r Library && mkdir build && ln -s "$sources"/{examples,scripts} . && ln -s "$1" build/release && PATH+=:$1
+rm -r Library && mkdir build && PATH+=:$1
+ln -s "$sources"/{examples,scripts} . && ln -s "$1" build/release
 for code in "${shown[@]}"; do
   for index in "${!rows[@]}"; do
     # shellcheck disable=SC2053  # it is a pattern
