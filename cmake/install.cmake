@@ -2,16 +2,6 @@
 # same as that of tools/release/install.
 
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME product)
-# CMake would make folders that others cannot enter when the umask says so.
-install(CODE [[
-  execute_process(
-    COMMAND sh -c "umask 022 && mkdir -p \"$@\"" -
-      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin"
-      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/lib/pkcs11"
-      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/doc/pkcs11-brivasign/docs"
-      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/p11-kit/modules"
-    COMMAND_ERROR_IS_FATAL ANY)
-]])
 
 # Asked of the files: they may be older than the deployment.
 if(NOT ORVIX_ALLOW_PLACEHOLDERS)
@@ -24,6 +14,17 @@ if(NOT ORVIX_ALLOW_PLACEHOLDERS)
     endif()
   endforeach()")
 endif()
+
+# CMake would make folders that others cannot enter when the umask says so.
+install(CODE [[
+  execute_process(
+    COMMAND sh -c "umask 022 && mkdir -p \"$@\"" -
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/bin"
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/lib/pkcs11"
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/doc/pkcs11-brivasign/docs"
+      "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/p11-kit/modules"
+    COMMAND_ERROR_IS_FATAL ANY)
+]])
 
 install(TARGETS pkcs11-brivasign LIBRARY DESTINATION lib/pkcs11)
 install(TARGETS brivasign-check RUNTIME DESTINATION bin)
