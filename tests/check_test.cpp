@@ -26,7 +26,7 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
   const std::string byCa = " -CA " LOCAL_PKI "/ca.pem -CAkey " LOCAL_PKI "/ca.key ";
   const std::string user = certificate();
   const std::string bigKey = certificate("-newkey rsa:3072 -nodes");
-  const std::string expired = certificate("", byCa + "-clrext -days -1");
+  const std::string expired = certificate("", byCa + "-clrext -days 0");
   std::filesystem::rename(home / "made.pem", home / "expired.pem");
   EXPECT_NE(certificate(issuedBy("Unknown")), "");
   const std::string everything = "tar cf - -C " + home.string() + " .";

@@ -102,7 +102,7 @@ TEST_F(Fault, OfTheServer) {
            {"another name", ""},
            {"unknown CA", unverified, issuedBy("Unknown")},
            {"self-signed", unverified, ""},
-           {"expired", unverified, "", BY_CA + " -clrext -days -1"},
+           {"expired", unverified, "", BY_CA + " -clrext -days 0"},
            {"not yet valid", unverified, "", later},
            {"SHA-1", unverified, "", BY_CA + " -clrext -sha1"},
            {"1024-bit key", unverified, "-newkey rsa:1024 -nodes -keyout weak.key",
