@@ -246,7 +246,7 @@ bool run() {
 std::vector<std::string> options(int argc, char** argv) {
   std::vector<std::string> all = {argv[0], "--benchmark_repetitions=101",
                                   "--benchmark_enable_random_interleaving=true",
-                                  "--benchmark_min_time=0.005"};
+                                  "--benchmark_min_time=" MIN_TIME};
   all.insert(all.end(), argv + 1, argv + argc);
   return all;
 }
