@@ -107,7 +107,8 @@ fail() {
   exit 1
 }
 
-# Fails with the message $4 unless $1.lines holds exactly $2 lines that match $3; $2 may be "1 or 2".
+# Fails with the message $4 unless $1.lines holds exactly $2 lines, say 1 or "1 or 2", that match
+# $3.
 expectLines() {
   local count
   count=$(grep -c -e "$3" "$1.lines") || true
