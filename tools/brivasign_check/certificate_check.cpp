@@ -5,30 +5,59 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
+#include "brivasign_check/file_look.h"
 #include "brivasign_check/x509_text.h"
 #include "certcache/certcache.h"
 #include "certcache/certificate_label.h"
+#include "log/product_folder.h"
 
 namespace diagnosis {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* FETCH_AGAIN =
-    "remove the file and let the companion application fetch the certificate again";
+constexpr const char* FOLDER = "certificados";
 
-// Returns the names of the entries of `directory`, sorted.
-std::vector<std::string> entryNames(DIR* directory) {
-  std::vector<std::string> names;
-  while (const dirent* const entry = readdir(directory)) {
-    const std::string name = entry->d_name;
-    if (name != "." && name != "..") names.push_back(name);
+// The names of the entries of the cache, or what keeps them from being read.
+struct Listing {
+  std::vector<std::string> names{};
+  Findings obstacle{};
+};
+
+Listing listEntries() {
+  const std::string path = brivasign::productFilePath(FOLDER);
+  const brivasign::DirectoryPtr directory = brivasign::openCertificateDirectory();
+  const int error = directory == nullptr ? errno : 0;
+  struct stat status = {};
+  if (error == ENOENT) {
+    return {.obstacle = {{Status::WRONG, "certificate-folder.missing", "there is no such folder",
+                          "start the companion application, which creates and fills it"}}};
   }
-  std::sort(names.begin(), names.end());
-  return names;
+  if (error == ENOTDIR) {
+    return {.obstacle = {{Status::WRONG, "certificate-folder.not-a-folder", "is no folder",
+                          "remove it and start the companion application, which creates it"}}};
+  }
+  if (stat(path.c_str(), &status) == 0 && access(path.c_str(), R_OK | X_OK) != 0) {
+    return {.obstacle = {{Status::WRONG, "certificate-folder.denied",
+                          denial(status, "read and enter it"), giveBack(path, status)}}};
+  }
+  if (error != 0) {
+    return {
+        .obstacle = {{Status::WRONG, "certificate-folder.denied",
+                      "cannot be opened: " + std::system_category().message(error), DISK_ADVICE}}};
+  }
+  Listing listing;
+  while (const dirent* const entry = readdir(directory.get())) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") listing.names.push_back(name);
+  }
+  std::sort(listing.names.begin(), listing.names.end());
+  return listing;
 }
 
 // Certificates are loaded with their keys still encoded.
@@ -43,113 +72,119 @@ bool hasRsa2048Key(X509* certificate) {
          EVP_PKEY_bits(key.get()) == 2048;
 }
 
-// Adds what `certificate` says to `finding`, and what is wrong with it.
-void judgeContent(Finding& finding, X509* certificate) {
+Finding judge(X509* certificate, std::uint64_t id) {
   const std::string from = timeText(X509_get0_notBefore(certificate));
   const std::string until = timeText(X509_get0_notAfter(certificate));
-  const bool hasGoodKey = hasRsa2048Key(certificate);
+  const bool hasUsableKey = hasRsa2048Key(certificate);
+  ERR_clear_error();
+  const Facts facts = {{"identifier", static_cast<std::int64_t>(id)},
+                       {"label", brivasign::certificateLabel(certificate)},
+                       {"subject", nameText(X509_get_subject_name(certificate))},
+                       {"validFrom", from},
+                       {"validUntil", until},
+                       {"hasUsableKey", hasUsableKey}};
   const int validity = compareValidity(certificate);
-  finding.facts.insert(finding.facts.end(),
-                       {{"label", brivasign::certificateLabel(certificate)},
-                        {"subject", nameText(X509_get_subject_name(certificate))},
-                        {"valid from", from},
-                        {"valid until", until},
-                        {"2048-bit RSA key", hasGoodKey ? "yes" : "no"}});
-  finding.message = "loads";
-  if (validity == 0 && hasGoodKey) return;
-  finding.status = Status::WRONG;
   if (validity < 0) {
-    finding.message = "the certificate expired on " + until;
-    finding.advice = "renew the certificate, or remove it with the companion application";
-  } else if (validity > 0) {
-    finding.message = "the certificate is not valid before " + from;
-    finding.advice = "correct this computer's date and time, or wait";
-  } else {
-    finding.message = "the key is not a 2048-bit RSA key, and no other kind can sign";
-    finding.advice = "have a certificate issued for a 2048-bit RSA key";
+    return {Status::WRONG, "certificate.expired", "expired on " + until,
+            "renew the certificate, or remove it with the companion application", facts};
   }
+  if (validity > 0) {
+    return {Status::WRONG, "certificate.not-yet-valid", "is not valid before " + from,
+            "correct this computer's date and time, or wait", facts};
+  }
+  if (!hasUsableKey) {
+    return {Status::WRONG, "certificate.unusable-key",
+            "its key is not a 2048-bit RSA key, and no other kind can sign",
+            "have a certificate issued for a 2048-bit RSA key", facts};
+  }
+  if (id == 0) {
+    return {Status::NOTE, "certificate.number-zero",
+            "number 0 is none of the service's: applications may take its object for invalid, and "
+            "a search for it finds everything",
+            "rename the file to the certificate's number and .cer, or remove it", facts};
+  }
+  return {Status::OK, "certificate.ok", "loads", "", facts};
 }
 
-// Looks at the file that applications get for an identifier. Adds to `finding`.
-void judgeFile(Finding& finding, std::uint64_t id) {
-  const fs::path path = brivasign::certificateFilePath(id);
-  std::error_code ignored;
-  const fs::file_status status = fs::status(path, ignored);
-  finding.status = Status::WRONG;
-  if (!fs::exists(status)) {
-    finding.message = "there is no file " + path.filename().string() +
-                      ": applications see an object that cannot be read";
-    finding.advice = "remove this entry, or rename it to the certificate's number and .cer";
-  } else if (!fs::is_regular_file(status)) {
-    // Opening a pipe could wait for ever.
-    finding.message = path.filename().string() + " is no file: applications may fail or hang";
-    finding.advice = "remove it";
-  } else if (access(path.c_str(), R_OK) != 0) {
-    finding.message = "this user may not read " + path.filename().string();
-    finding.advice = "give the file back to the user, for instance with chown and chmod";
-  } else if (const auto certificate = brivasign::loadCertificate(id)) {
-    finding.status = Status::OK;
-    judgeContent(finding, certificate.get());
-  } else {
-    ERR_clear_error();
-    finding.message = path.filename().string() + " is damaged: it holds no certificate in DER";
-    finding.advice = FETCH_AGAIN;
+// Looks at the file of certificate `id`, which is listed under its own name.
+Finding checkFile(std::uint64_t id) {
+  constexpr const char* FETCH_AGAIN =
+      "remove it and let the companion application fetch the certificate again";
+  const FileLook look = lookBeforeReading(brivasign::certificateFilePath(id));
+  switch (look.state) {
+    case FileState::MISSING:
+      return {Status::WRONG, "certificate.missing", "leads nowhere, or has just been removed",
+              FETCH_AGAIN};
+    case FileState::NO_FILE:
+      return {Status::WRONG, "certificate.not-a-file",
+              look.message + (look.isPipe ? ": applications wait for it for ever"
+                                          : ": applications see an object that cannot be read"),
+              look.advice};
+    case FileState::DENIED:
+      return {Status::WRONG, "certificate.denied", look.message, look.advice};
+    case FileState::TOO_LARGE:
+      return {Status::WRONG, "certificate.too-large", look.message, FETCH_AGAIN};
+    case FileState::USABLE:
+      break;
   }
+  if (const auto certificate = brivasign::loadCertificate(id)) return judge(certificate.get(), id);
+  ERR_clear_error();
+  return {Status::WRONG, "certificate.damaged", "is damaged: it holds no certificate in DER",
+          FETCH_AGAIN};
 }
 
 Finding checkEntry(const std::string& name) {
-  Finding finding = {Status::NOTE, "certificate " + name, ""};
   const auto listedId = brivasign::certificateIdFromName(name.c_str());
   if (!listedId) {
-    finding.message = "ignored, because the name does not contain .cer in small letters";
-    return finding;
+    return {Status::NOTE, "certificate.ignored",
+            "is ignored, because the name does not contain .cer in small letters"};
   }
   const std::uint64_t id = brivasign::widened(*listedId);
-  finding.facts = {{"identifier", std::to_string(*listedId)}};
-  judgeFile(finding, id);
-
-  std::string oddity;
   const fs::path file = brivasign::certificateFilePath(id);
+  if (file.filename() == name) return checkFile(id);
+
+  constexpr const char* RENAME = "rename it to the certificate's number and .cer, or remove it";
+  const std::string number = "counts as number " + std::to_string(*listedId);
+  const Facts facts = {{"identifier", std::int64_t{*listedId}}};
   std::error_code ignored;
-  if (file.filename() != name) {
-    oddity = "; the name is odd: it counts as number " + std::to_string(*listedId) +
-             ", whose file is " + file.filename().string();
-    if (fs::exists(file, ignored)) oddity += ": applications see that one more than once";
+  if (fs::exists(file, ignored)) {
+    return {Status::NOTE, "certificate.listed-twice",
+            number + ": applications see " + file.filename().string() + " more than once", RENAME,
+            facts};
   }
-  if (*listedId == 0) {
-    oddity +=
-        "; number 0 is none of the service's: applications may take its object for invalid, and a "
-        "search for it finds everything";
-  } else if (*listedId < 0) {
-    oddity += "; numbers below 0 are none of the service's";
-  }
-  if (oddity.empty()) return finding;
-  finding.message += oddity;
-  if (finding.status == Status::OK) {
-    finding.status = Status::NOTE;
-    finding.advice = "rename the file to the certificate's number and .cer, or remove it";
-  }
-  return finding;
+  return {Status::WRONG, "certificate.misnamed",
+          number + ", whose file would be " + file.filename().string() +
+              ": applications see an object that cannot be read",
+          RENAME, facts};
 }
 
 }  // namespace
 
-Findings checkCertificates() {
-  const std::string subject = "certificates";
-  const brivasign::DirectoryPtr directory = brivasign::openCertificateDirectory();
-  if (directory == nullptr) {
-    return {{Status::WRONG, subject, "the folder certificados cannot be opened",
-             "start the companion application, which creates and fills it"}};
-  }
+Findings checkCertificates(const TimeLimit& limit) {
+  const auto listing = limit.run(FOLDER, listEntries);
   Findings findings;
+  if (!listing) {
+    findings = {{Status::WRONG, "certificate-folder.timeout", limit.exceeded(), DISK_ADVICE}};
+  } else {
+    findings = listing->obstacle;
+  }
+  for (Finding& finding : findings) finding.entry = FOLDER;
+  if (!findings.empty()) return findings;
+
   bool isEmpty = true;
-  for (const std::string& name : entryNames(directory.get())) {
-    findings.push_back(checkEntry(name));
+  for (const std::string& name : listing->names) {
+    auto finding = limit.run(name, [name] { return checkEntry(name); });
+    findings.push_back(finding.value_or(
+        Finding{Status::WRONG, "certificate.timeout",
+                limit.exceeded() + "; the entries behind it were not looked at", DISK_ADVICE}));
+    findings.back().entry = name;
     if (brivasign::certificateIdFromName(name.c_str())) isEmpty = false;
+    if (!finding) break;
   }
   if (isEmpty) {
-    findings.push_back({Status::WRONG, subject, "the folder certificados holds no certificate",
+    findings.push_back({Status::WRONG, "certificate-folder.empty", "holds no certificate",
                         "sign in to the companion application, which fetches them"});
+    findings.back().entry = FOLDER;
   }
   return findings;
 }

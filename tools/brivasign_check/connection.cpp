@@ -1,61 +1,46 @@
 #include "brivasign_check/connection.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-
-#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 
 namespace diagnosis {
 
-Addresses resolve(const char* host, const char* port, std::string& reason) {
+Resolution resolve(const char* host, const char* port) {
+  // As the module's TLS library asks.
   addrinfo hints = {};
   hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_ADDRCONFIG;
   addrinfo* list = nullptr;
-  const int error = getaddrinfo(host, port, &hints, &list);
-  if (error == 0) return Addresses(list);
-  reason = gai_strerror(error);
-  return nullptr;
+  Resolution resolution;
+  if (const int error = getaddrinfo(host, port, &hints, &list); error != 0) {
+    resolution.reason = gai_strerror(error);
+    return resolution;
+  }
+  for (const addrinfo* item = list; item != nullptr; item = item->ai_next) {
+    Address& address = resolution.addresses.emplace_back();
+    std::memcpy(&address.bytes, item->ai_addr, item->ai_addrlen);
+    address.length = item->ai_addrlen;
+  }
+  freeaddrinfo(list);
+  return resolution;
 }
 
-std::string addressText(const addrinfo& address) {
+std::string addressText(const Address& address) {
   char text[NI_MAXHOST] = {};
-  const int error = getnameinfo(address.ai_addr, address.ai_addrlen, text, sizeof text, nullptr, 0,
-                                NI_NUMERICHOST);
+  const int error = getnameinfo(reinterpret_cast<const sockaddr*>(&address.bytes), address.length,
+                                text, sizeof text, nullptr, 0, NI_NUMERICHOST);
   return error == 0 ? text : "?";
 }
 
-Socket connectTo(const addrinfo& address, std::string& reason) {
-  Socket connection(socket(address.ai_family, address.ai_socktype, address.ai_protocol));
-  int error = 0;
-  if (connection.get() < 0 || fcntl(connection.get(), F_SETFL, O_NONBLOCK) != 0) {
-    error = errno;
-  } else if (connect(connection.get(), address.ai_addr, address.ai_addrlen) != 0) {
-    error = errno;
-    if (error == EINPROGRESS) {
-      socklen_t size = sizeof error;
-      if (!waitFor(connection.get(), POLLOUT, std::chrono::steady_clock::now() + STEP_TIME)) {
-        error = ETIMEDOUT;
-      } else if (getsockopt(connection.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
-        error = errno;
-      }
-    }
+Connection connectTo(const Address& address) {
+  Connection connection = {Socket(socket(address.bytes.ss_family, SOCK_STREAM, 0))};
+  if (connection.socket.get() < 0 ||
+      connect(connection.socket.get(), reinterpret_cast<const sockaddr*>(&address.bytes),
+              address.length) != 0) {
+    return {Socket(), std::system_category().message(errno)};
   }
-  if (error == 0) return connection;
-  reason = std::system_category().message(error);
-  return Socket();
-}
-
-bool waitFor(int socket, short events, Deadline deadline) {
-  for (;;) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    pollfd item = {socket, events, 0};
-    const int count = poll(&item, 1, std::max(0, static_cast<int>(left.count())));
-    if (count >= 0 || errno != EINTR) return count > 0;
-  }
+  return connection;
 }
 
 }  // namespace diagnosis

@@ -1,19 +1,14 @@
 #pragma once
 
 #include <netdb.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace diagnosis {
-
-// A step of the channel that takes longer has failed: unlike the module, a diagnosis must end.
-constexpr std::chrono::seconds STEP_TIME{10};
-
-using Deadline = std::chrono::steady_clock::time_point;
 
 // Owns the descriptor of a socket; -1: none.
 class Socket {
@@ -34,23 +29,30 @@ class Socket {
   int descriptor_;
 };
 
-struct AddressDeleter {
-  void operator()(addrinfo* list) const { freeaddrinfo(list); }
+// Where a stream socket can connect to.
+struct Address {
+  sockaddr_storage bytes;
+  socklen_t length;
 };
-using Addresses = std::unique_ptr<addrinfo, AddressDeleter>;
 
-// Resolves `host` and `port`, both zero-terminated. On failure returns null and sets `reason`. The
-// system's resolver limits the time.
-Addresses resolve(const char* host, const char* port, std::string& reason);
+// What a host name stands for, in the order in which the module tries it.
+struct Resolution {
+  std::vector<Address> addresses;
+  std::string reason;  // why there are none
+};
 
-// Returns the numeric form of `address`.
-std::string addressText(const addrinfo& address);
+// Resolves `host` and `port`, both zero-terminated.
+Resolution resolve(const char* host, const char* port);
 
-// Connects to `address`. Returns the socket, which does not block; none on failure, which sets
-// `reason`.
-Socket connectTo(const addrinfo& address, std::string& reason);
+// Returns the numeric form of `address`, without the port.
+std::string addressText(const Address& address);
 
-// Waits until `socket` is ready for `events` (of poll). Returns whether it is before `deadline`.
-bool waitFor(int socket, short events, Deadline deadline);
+struct Connection {
+  Socket socket;
+  std::string reason{};  // why there is none
+};
+
+// Connects to `address`.
+Connection connectTo(const Address& address);
 
 }  // namespace diagnosis

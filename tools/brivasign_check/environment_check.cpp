@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <filesystem>
 
+#include "brivasign_check/file_look.h"
+#include "brivasign_check/printable.h"
 #include "log/product_folder.h"
 
 namespace diagnosis {
 namespace {
+
+constexpr const char* FILE_NAME = "ambiente";
 
 constexpr std::array<const char*, brivasign::ENVIRONMENT_COUNT> ENVIRONMENT_NAMES = {
     "development", "homologation", "production", "test"};
@@ -17,6 +20,19 @@ constexpr const char* ENVIRONMENT_ADVICE =
     "remove the file to use production, or write one digit into it: 0 development, "
     "1 homologation, 2 production, 3 test";
 
+constexpr const char* WAITS = ": signing waits for it for ever";
+
+constexpr std::size_t LONGEST_LINE = 40;  // bytes
+
+bool isPlain(unsigned char c) { return c >= ' ' && c < 0x7F; }
+
+// Returns `line` in quotes; what would not be seen shows as '?', a byte order mark for instance.
+std::string shown(std::string line) {
+  while (line.ends_with('\r')) line.pop_back();
+  std::replace_if(line.begin(), line.end(), std::not_fn(isPlain), '?');
+  return "\"" + cutTo(LONGEST_LINE, line) + "\"";
+}
+
 // Returns whether the environment is read from a number, as opposed to the lack of one.
 bool beginsWithNumber(const std::string& line) {
   char* end = nullptr;
@@ -24,58 +40,124 @@ bool beginsWithNumber(const std::string& line) {
   return end != line.c_str();
 }
 
-}  // namespace
-
-Finding checkEnvironment(const brivasign::EnvironmentChoice& choice) {
-  const auto index = static_cast<std::size_t>(choice.index);
-  const brivasign::ServiceEnvironment& environment = brivasign::serviceEnvironments[index];
-  const std::string name = ENVIRONMENT_NAMES[index];
-  const std::string path = brivasign::productFilePath("ambiente");
-  Finding finding = {.subject = "environment", .message = {}};
-  finding.facts = {{"environment", name}, {"host", environment.host}, {"port", environment.port}};
-
-  std::error_code ignored;
-  if (!choice.line && !std::filesystem::exists(path, ignored)) {
-    finding.message = name + ", the default, because there is no file ambiente";
-  } else if (!choice.line) {
-    finding.status = Status::WRONG;
-    finding.message = name + ", the default, because " + path + " cannot be read";
-    finding.advice = "let this user read the file, or remove it";
-  } else if (!choice.isValid) {
-    finding.status = Status::WRONG;
-    finding.message = name + ", the default, because the file ambiente says \"" + *choice.line +
-                      "\", which is no environment";
-    finding.advice = ENVIRONMENT_ADVICE;
-  } else if (!beginsWithNumber(*choice.line)) {
-    finding.status = Status::WRONG;
-    finding.message = name + ", because the first line of the file ambiente, \"" + *choice.line +
-                      "\", begins with no number, which counts as 0";
-    finding.advice = ENVIRONMENT_ADVICE;
-  } else {
-    finding.message = name + ", because the file ambiente says \"" + *choice.line + "\"";
+// Judges a choice that the file may have made.
+Finding judge(const brivasign::EnvironmentChoice& choice) {
+  const std::string name = ENVIRONMENT_NAMES[static_cast<std::size_t>(choice.index)];
+  if (!choice.line) {
+    return {Status::OK, "environment.default", name + ", because there is no such file"};
   }
-  return finding;
+  const std::string line = shown(*choice.line);
+  if (!choice.isValid) {
+    return {Status::WRONG, "environment.unknown",
+            "says " + line + ", which is no environment: " + name + " is used", ENVIRONMENT_ADVICE};
+  }
+  if (!beginsWithNumber(*choice.line)) {
+    return {Status::WRONG, "environment.no-number",
+            "its first line, " + line + ", begins with no number, which counts as 0: " + name +
+                " is used",
+            ENVIRONMENT_ADVICE};
+  }
+  return {Status::OK, "environment.ok", name + ", because it says " + line};
 }
 
-Finding checkMachineId(std::int32_t index) {
-  const char* const file =
-      brivasign::serviceEnvironments[static_cast<std::size_t>(index)].machineIdFile;
+EnvironmentCheck readEnvironment() {
+  const FileLook look = lookBeforeReading(brivasign::productFilePath(FILE_NAME));
+  switch (look.state) {
+    case FileState::NO_FILE:
+      return {.finding = {Status::WRONG, "environment.not-a-file",
+                          look.message + (look.isPipe ? WAITS : ": signing may go elsewhere"),
+                          ENVIRONMENT_ADVICE}};
+    case FileState::TOO_LARGE:
+      return {
+          .finding = {Status::WRONG, "environment.too-large", look.message, ENVIRONMENT_ADVICE}};
+    case FileState::DENIED:
+      return {.finding = {Status::WRONG, "environment.denied",
+                          look.message + ": production is used", look.advice}};
+    case FileState::MISSING:
+    case FileState::USABLE:
+      break;
+  }
+  const brivasign::EnvironmentChoice choice = brivasign::readEnvironmentChoice();
+  return {choice.index, judge(choice)};
+}
+
+// Looks at the machine identifier in `file`, that of environment `index`.
+Finding checkMachineId(const char* file, std::int32_t index) {
+  const FileLook look = lookBeforeReading(brivasign::productFilePath(file));
+  constexpr const char* REGISTER =
+      "register this computer with the companion application in this environment";
+  switch (look.state) {
+    case FileState::MISSING:
+      return {Status::WRONG, "machine-identifier.missing", "there is no such file", REGISTER};
+    case FileState::NO_FILE:
+      return {Status::WRONG, "machine-identifier.not-a-file",
+              look.message + (look.isPipe ? WAITS : ": signing goes without it"),
+              look.advice + " and " + REGISTER};
+    case FileState::DENIED:
+      return {Status::WRONG, "machine-identifier.denied", look.message, look.advice};
+    case FileState::TOO_LARGE:
+      return {Status::WRONG, "machine-identifier.too-large", look.message, look.advice};
+    case FileState::USABLE:
+      break;
+  }
   const std::string identifier = brivasign::readMachineId(index);
-  const std::string subject = "machine identifier";
   if (identifier.empty()) {
-    return {Status::WRONG, subject,
-            std::string("the file ") + file + " is missing, not readable, or its first line empty",
-            "register this computer with the companion application in this environment"};
+    return {Status::WRONG, "machine-identifier.empty", "its first line is empty", REGISTER};
   }
   // It becomes a header's value as it stands.
-  const auto isControl = [](unsigned char c) { return c < ' ' || c == 0x7F; };
-  if (std::any_of(identifier.begin(), identifier.end(), isControl)) {
-    return {Status::WRONG, subject,
-            std::string("the first line of ") + file + " holds a control character",
-            "write the file anew, without a carriage return at the line's end, or register again"};
+  if (!std::all_of(identifier.begin(), identifier.end(), isPlain)) {
+    return {Status::WRONG, "machine-identifier.unprintable",
+            "its first line holds what is no printable character of ASCII",
+            "write the file anew, without a carriage return at the line's end and without a byte "
+            "order mark, or register again"};
   }
-  return {Status::OK, subject,
-          "******** (" + std::to_string(identifier.size()) + " characters in " + file + ")"};
+  return {Status::OK, "machine-identifier.ok",
+          "holds " + std::to_string(identifier.size()) + " characters, which are not shown"};
+}
+
+}  // namespace
+
+EnvironmentCheck checkEnvironment(bool hasFolder, const TimeLimit& limit) {
+  EnvironmentCheck check;
+  if (hasFolder) {
+    check = limit.run(FILE_NAME, readEnvironment)
+                .value_or(EnvironmentCheck{.finding = {Status::WRONG, "environment.timeout",
+                                                       limit.exceeded(), DISK_ADVICE}});
+  } else {
+    check.finding = {Status::OK, "environment.default",
+                     "production, because nothing in the product folder can be read"};
+  }
+  const auto index = static_cast<std::size_t>(check.index);
+  const brivasign::ServiceEnvironment& environment = brivasign::serviceEnvironments[index];
+  check.finding.entry = FILE_NAME;
+  if (check.finding.status == Status::WRONG) {
+    check.finding.message.append("; what follows is about ").append(ENVIRONMENT_NAMES[index]);
+  }
+  check.finding.facts = {{"environment", ENVIRONMENT_NAMES[index]},
+                         {"host", environment.host},
+                         {"port", std::strtol(environment.port, nullptr, 10)}};
+  return check;
+}
+
+Findings checkMachineIds(std::int32_t index, const TimeLimit& limit) {
+  Findings findings;
+  for (std::int32_t i = 0; i < static_cast<std::int32_t>(brivasign::ENVIRONMENT_COUNT); ++i) {
+    const char* const file =
+        brivasign::serviceEnvironments[static_cast<std::size_t>(i)].machineIdFile;
+    if (i == index) {
+      findings.push_back(limit.run(file, [file, i] { return checkMachineId(file, i); })
+                             .value_or(Finding{Status::WRONG, "machine-identifier.timeout",
+                                               limit.exceeded(), DISK_ADVICE}));
+    } else {
+      const auto look = limit.run(
+          file, [path = brivasign::productFilePath(file)] { return lookBeforeReading(path); });
+      if (!look || look->state != FileState::NO_FILE) continue;
+      findings.push_back({Status::NOTE, "machine-identifier.unused-not-a-file",
+                          look->message + "; its environment is not selected", look->advice});
+    }
+    findings.back().entry = file;
+  }
+  return findings;
 }
 
 }  // namespace diagnosis

@@ -1,16 +1,21 @@
 #pragma once
 
-#include <cstdint>
-
 #include "brivasign_check/finding.h"
+#include "brivasign_check/time_limit.h"
 #include "service/service_environment.h"
 
 namespace diagnosis {
 
-// Tells which environment `choice` selects, and why.
-Finding checkEnvironment(const brivasign::EnvironmentChoice& choice);
+struct EnvironmentCheck {
+  std::int32_t index = brivasign::ENV_PRODUCTION;
+  Finding finding;
+};
 
-// Tells whether the machine identifier of environment `index` is there, without showing it.
-Finding checkMachineId(std::int32_t index);
+// Tells which environment is selected, and why. With `hasFolder` false nothing can be read.
+EnvironmentCheck checkEnvironment(bool hasFolder, const TimeLimit& limit);
+
+// Tells whether the machine identifier of environment `index` is there, without showing it, and
+// whether what stands for those of the others can be read without harm.
+Findings checkMachineIds(std::int32_t index, const TimeLimit& limit);
 
 }  // namespace diagnosis

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace diagnosis {
@@ -12,13 +14,17 @@ enum class Status {
   WRONG,  // keeps applications from listing certificates or signing
 };
 
+// Names in lower camel case, and values.
+using Facts = std::vector<std::pair<std::string, std::variant<std::string, bool, std::int64_t>>>;
+
 // What a look at one thing has shown. The texts may hold any bytes; the report cleans them.
 struct Finding {
   Status status = Status::OK;
-  std::string subject;   // what was looked at
+  std::string code;      // area and condition, as listed in docs/diagnosis.md
   std::string message;   // what it is like or, unless it is ok, the reason
   std::string advice{};  // what to do; empty when there is nothing to do
-  std::vector<std::pair<std::string, std::string>> facts{};  // names and values
+  Facts facts{};
+  std::string entry{};  // the file that it is about; empty when the area says it all
 };
 
 using Findings = std::vector<Finding>;

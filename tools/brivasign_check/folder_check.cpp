@@ -1,53 +1,132 @@
 #include "brivasign_check/folder_check.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <system_error>
 
+#include "brivasign_check/file_look.h"
 #include "log/product_folder.h"
 
 namespace diagnosis {
 namespace {
 
+constexpr const char* OWN_HOME = "set HOME to the full path of the user's home folder";
+
+// How far this user gets on the way to a folder.
+struct Way {
+  std::string end;  // the folder, or what is in the way
+  struct stat status = {};
+  int error = 0;  // of the system; 0: the folder can be entered
+};
+
+Way wayTo(const std::string& folder) {
+  std::filesystem::path walked;
+  Way way;
+  for (const std::filesystem::path& part : std::filesystem::path(folder)) {
+    way.end = (walked /= part).string();
+    if (stat(way.end.c_str(), &way.status) != 0 ||
+        (S_ISDIR(way.status.st_mode) && access(way.end.c_str(), X_OK) != 0)) {
+      way.error = errno;
+    } else if (!S_ISDIR(way.status.st_mode)) {
+      way.error = ENOTDIR;
+    }
+    if (way.error != 0) return way;
+  }
+  return way;
+}
+
+// Tells why `way` ends before its folder, but for what is missing or no folder.
+std::string reasonOf(const Way& way) {
+  if (way.error != EACCES) {
+    return way.end + " cannot be entered: " + std::system_category().message(way.error);
+  }
+  return way.end + " " + denial(way.status, "enter it");
+}
+
+std::string adviceFor(const Way& way) {
+  return way.error == EACCES ? giveBack(way.end, way.status) : DISK_ADVICE;
+}
+
 Finding checkHome() {
   const char* const home = std::getenv("HOME");
   if (home == nullptr) {
-    return {Status::WRONG, "HOME", "the environment variable HOME is not set",
+    return {Status::WRONG, "home.unset", "the environment variable HOME is not set",
             "start the application from a user's session, where it is set"};
   }
   if (!std::filesystem::path(home).is_absolute()) {
-    return {Status::WRONG, "HOME", std::string("\"") + home + "\" is no full path",
-            "set HOME to the full path of the user's home folder"};
+    return {Status::WRONG, "home.relative", std::string("\"") + home + "\" is no full path",
+            OWN_HOME};
   }
-  return {Status::OK, "HOME", home};
+  const Way way = wayTo(home);
+  if (way.error == ENOENT || way.error == ENOTDIR) {
+    return {Status::WRONG, "home.missing", std::string("there is no folder ") + home, OWN_HOME};
+  }
+  if (way.error != 0) {
+    const std::string advice = adviceFor(way);
+    return {Status::WRONG, "home.denied", reasonOf(way), advice.empty() ? OWN_HOME : advice};
+  }
+  if (way.status.st_uid != geteuid() && geteuid() != 0) {
+    const std::string owner = userName(way.status.st_uid);
+    return {Status::NOTE, "home.foreign", std::string(home) + " belongs to " + owner,
+            "if it is the application of " + owner + " that does not work, run this as " + owner};
+  }
+  return {Status::OK, "home.ok", home};
 }
 
 Finding checkProductFolder() {
-  const std::string subject = "product folder";
-  const std::string path = brivasign::productFilePath("");
-  std::error_code ignored;
-  if (!std::filesystem::exists(path, ignored)) {
-    return {Status::WRONG, subject, path + " does not exist",
+  std::string path = brivasign::productFilePath("");
+  path.pop_back();
+  const Way way = wayTo(path);
+  if (way.error == ENOENT) {
+    return {Status::WRONG, "product-folder.missing", path + " does not exist",
             "install and start the companion application as this user: it creates the folder"};
   }
-  if (!std::filesystem::is_directory(path, ignored)) {
-    return {Status::WRONG, subject, path + " is no folder",
-            "remove the file and start the companion application, which creates the folder"};
+  if (way.error == ENOTDIR) {
+    return {Status::WRONG, "product-folder.not-a-folder", way.end + " is no folder",
+            "remove it and start the companion application, which creates the folder"};
   }
-  if (access(path.c_str(), R_OK | W_OK | X_OK) != 0) {
-    return {Status::WRONG, subject, path + " may not be read and written by this user",
-            "give the folder back to the user, for instance with chown and chmod"};
+  if (way.error != 0) {
+    return {Status::WRONG, "product-folder.denied", reasonOf(way), adviceFor(way)};
   }
-  return {Status::OK, subject, path};
+  if (access(path.c_str(), W_OK) == 0) return {Status::OK, "product-folder.ok", path};
+  const int error = errno;
+  const std::string reason = error == EACCES
+                                 ? denial(way.status, "write to it")
+                                 : "cannot be written to: " + std::system_category().message(error);
+  return {Status::NOTE, "product-folder.read-only",
+          path + " " + reason + ": signing works, but no log and no update flag can be made",
+          error == EACCES ? giveBack(path, way.status) : DISK_ADVICE};
+}
+
+Findings checkFolders() {
+  Findings findings = {checkHome()};
+  if (findings.front().status != Status::WRONG) findings.push_back(checkProductFolder());
+  return findings;
 }
 
 }  // namespace
 
-Findings checkFolder() {
-  Findings findings = {checkHome()};
-  if (findings.front().status == Status::OK) findings.push_back(checkProductFolder());
-  return findings;
+std::string currentUser(const TimeLimit& limit) {
+  const uid_t id = geteuid();
+  return limit.run("the name of the user", [id] { return userName(id); })
+      .value_or(std::to_string(id));
+}
+
+Finding checkUser(const std::string& user) {
+  if (geteuid() != 0) return {Status::OK, "user.ok", user};
+  return {
+      Status::NOTE, "user.root",
+      user + ", to whom nothing is denied: what another user may not read or write does not show",
+      "run this as the user whose application does not work, without sudo"};
+}
+
+Findings checkFolder(const TimeLimit& limit) {
+  return limit.run("the product folder", checkFolders)
+      .value_or(Findings{{Status::WRONG, "product-folder.timeout", limit.exceeded(), DISK_ADVICE}});
 }
 
 }  // namespace diagnosis

@@ -4,14 +4,19 @@
 #include <vector>
 
 #include "brivasign_check/finding.h"
+#include "brivasign_check/time_limit.h"
 
 namespace diagnosis {
 
-// Looks at the module's log.
-Finding checkLog();
+struct LogCheck {
+  Finding finding;
+  std::vector<std::string> lines;  // the last, oldest first; identifiers masked, long lines cut
+};
 
-// Returns the last lines of the log, oldest first; none when it cannot be read. Machine identifiers
-// are masked and long lines cut.
-std::vector<std::string> lastLogLines();
+// Looks at the module's log.
+LogCheck checkLog(const TimeLimit& limit);
+
+// Looks at the file by which the module tells the companion application of an update.
+Finding checkUpdateFlag(const TimeLimit& limit);
 
 }  // namespace diagnosis

@@ -2,17 +2,23 @@
 
 #include <algorithm>
 #include <array>
-#include <ostream>
+#include <cctype>
+#include <sstream>
 
 #include "brivasign_check/printable.h"
-#include "log/version.h"
 #include "service/json.h"
 // The library's settings come before the rest of it.
-#include <rapidjson/ostreamwrapper.h>
 #include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
 
 namespace diagnosis {
 namespace {
+
+// Grows when a field or a code changes its meaning or goes, not when one is added.
+constexpr std::int64_t SCHEMA_VERSION = 1;
+
+constexpr const char* PRIVACY_NOTICE =
+    "names in certificates may hold a tax number; paths and the log name users and applications";
 
 struct StatusName {
   const char* text;
@@ -25,6 +31,53 @@ StatusName nameOf(Status status) {
   return NAMES[static_cast<std::size_t>(status)];
 }
 
+// Returns `name`, in lower camel case or with hyphens, as words.
+std::string words(const std::string& name) {
+  std::string text;
+  for (const char c : name) {
+    const bool isCapital = std::isupper(static_cast<unsigned char>(c)) != 0;
+    if (isCapital || c == '-') text += ' ';
+    if (c != '-') text += isCapital ? static_cast<char>(std::tolower(c)) : c;
+  }
+  return text;
+}
+
+// Returns what `finding` is about.
+std::string subjectOf(const Finding& finding) {
+  const std::string area = words(finding.code.substr(0, finding.code.find('.')));
+  return finding.entry.empty() ? area : area + " " + printable(finding.entry);
+}
+
+std::string textOf(const std::string& value) { return printable(value); }
+std::string textOf(bool value) { return value ? "yes" : "no"; }
+std::string textOf(std::int64_t value) { return std::to_string(value); }
+
+std::string linesOf(const Facts& facts) {
+  std::ostringstream lines;
+  for (const auto& [name, value] : facts) {
+    lines << "        " << words(name) << ": "
+          << std::visit([](const auto& held) { return textOf(held); }, value) << '\n';
+  }
+  return lines.str();
+}
+
+class Writer : public rapidjson::PrettyWriter<rapidjson::StringBuffer> {
+ public:
+  using PrettyWriter::PrettyWriter;
+
+  void value(const std::string& text) { String(printable(text).c_str()); }
+  void value(bool flag) { Bool(flag); }
+  void value(std::int64_t number) { Int64(number); }
+
+  // Writes `facts` as members of the object that is open.
+  void members(const Facts& facts) {
+    for (const auto& [name, held] : facts) {
+      Key(name.c_str());
+      std::visit([this](const auto& content) { value(content); }, held);
+    }
+  }
+};
+
 }  // namespace
 
 bool Report::isWell() const {
@@ -32,51 +85,51 @@ bool Report::isWell() const {
                       [](const Finding& finding) { return finding.status == Status::WRONG; });
 }
 
-void writeText(const Report& report, std::ostream& out) {
-  out << "brivasign-check " << brivasign::MODULE_VERSION << '\n';
+std::string textOf(const Report& report) {
+  std::ostringstream text;
+  text << report.program << '\n' << linesOf(report.run);
   for (const Finding& finding : report.findings) {
-    out << nameOf(finding.status).text << ' ' << printable(finding.subject) << ": "
-        << printable(finding.message) << '\n';
-    for (const auto& [name, value] : finding.facts) {
-      out << "        " << name << ": " << printable(value) << '\n';
-    }
-    if (!finding.advice.empty()) out << "      what to do: " << finding.advice << '\n';
+    text << nameOf(finding.status).text << ' ' << subjectOf(finding) << ": "
+         << printable(finding.message) << '\n'
+         << linesOf(finding.facts);
+    if (!finding.advice.empty()) text << "      what to do: " << printable(finding.advice) << '\n';
   }
-  for (const std::string& line : report.logLines) out << "      | " << printable(line) << '\n';
-  out << (report.isWell() ? "all is well\n" : "something is wrong: see the lines marked WRONG\n");
+  for (const std::string& line : report.logLines) text << "      | " << printable(line) << '\n';
+  text << "before you pass this on: " << PRIVACY_NOTICE << '\n'
+       << (report.isWell() ? "nothing is wrong\n"
+                           : "something is wrong: see the lines marked WRONG\n");
+  return text.str();
 }
 
-void writeJson(const Report& report, std::ostream& out) {
-  rapidjson::OStreamWrapper stream(out);
-  rapidjson::PrettyWriter<rapidjson::OStreamWrapper> writer(stream);
-  const auto member = [&writer](const std::string& name, const std::string& value) {
-    writer.Key(name.c_str());
-    writer.String(printable(value).c_str());
-  };
+std::string jsonOf(const Report& report) {
+  rapidjson::StringBuffer buffer;
+  Writer writer(buffer);
   writer.StartObject();
-  member("version", brivasign::MODULE_VERSION);
-  member("result", report.isWell() ? "ok" : "wrong");
+  writer.members({{"schemaVersion", SCHEMA_VERSION}, {"program", report.program}});
+  writer.members(report.run);
+  writer.members({{"privacyNotice", PRIVACY_NOTICE}, {"result", report.isWell() ? "ok" : "wrong"}});
   writer.Key("findings");
   writer.StartArray();
   for (const Finding& finding : report.findings) {
     writer.StartObject();
-    member("status", nameOf(finding.status).json);
-    member("subject", finding.subject);
-    member("message", finding.message);
-    member("advice", finding.advice);
+    writer.members({{"status", nameOf(finding.status).json},
+                    {"code", finding.code},
+                    {"entry", finding.entry},
+                    {"message", finding.message},
+                    {"advice", finding.advice}});
     writer.Key("facts");
     writer.StartObject();
-    for (const auto& [name, value] : finding.facts) member(name, value);
+    writer.members(finding.facts);
     writer.EndObject();
     writer.EndObject();
   }
   writer.EndArray();
   writer.Key("log");
   writer.StartArray();
-  for (const std::string& line : report.logLines) writer.String(printable(line).c_str());
+  for (const std::string& line : report.logLines) writer.value(line);
   writer.EndArray();
   writer.EndObject();
-  out << '\n';
+  return buffer.GetString() + std::string("\n");
 }
 
 }  // namespace diagnosis

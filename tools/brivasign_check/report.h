@@ -1,6 +1,5 @@
 #pragma once
 
-#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -9,17 +8,19 @@
 namespace diagnosis {
 
 struct Report {
-  Findings findings;
-  std::vector<std::string> logLines;
+  std::string program;  // the name by which it was started
+  Facts run;            // when, where and by whom
+  Findings findings{};
+  std::vector<std::string> logLines{};
 
   // Returns whether nothing is wrong.
   [[nodiscard]] bool isWell() const;
 };
 
-// Writes `report` in plain lines, for people.
-void writeText(const Report& report, std::ostream& out);
+// Returns `report` in plain lines, for people.
+std::string textOf(const Report& report);
 
-// Writes `report` as one JSON object, for support tickets.
-void writeJson(const Report& report, std::ostream& out);
+// Returns `report` as one JSON object, which docs/diagnosis.md describes.
+std::string jsonOf(const Report& report);
 
 }  // namespace diagnosis

@@ -1,5 +1,7 @@
 #include "brivasign_check/x509_text.h"
 
+#include <array>
+
 namespace diagnosis {
 namespace {
 
@@ -17,10 +19,14 @@ std::string nameText(X509_NAME* name) {
   return contentOf(memory.get());
 }
 
+std::string timeText(const std::tm& utc) {
+  std::array<char, sizeof "2026-11-21T12:38:27Z"> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
+
 std::string timeText(const ASN1_TIME* time) {
-  const brivasign::BioPtr memory(BIO_new(BIO_s_mem()));
-  ASN1_TIME_print(memory.get(), time);
-  return contentOf(memory.get());
+  std::tm utc = {};
+  return ASN1_TIME_to_tm(time, &utc) != 0 ? timeText(utc) : "unreadable";
 }
 
 int compareValidity(const X509* certificate) {

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <string>
+
+namespace diagnosis {
+
+inline constexpr const char* DISK_ADVICE = "look at the disk or server that holds it";
+
+enum class FileState {
+  USABLE,
+  MISSING,
+  NO_FILE,    // something else bears the name
+  DENIED,     // or broken
+  TOO_LARGE,  // to be read, and to be what it should be
+};
+
+// What a file looks like from outside.
+struct FileLook {
+  FileState state = FileState::USABLE;
+  std::string message{};  // why it is not usable; empty when it is missing
+  std::string advice{};   // what to do about it
+  bool isPipe = false;
+  std::int64_t size = 0;  // in bytes
+};
+
+// Looks at the file at `path` without opening it, since opening a named pipe can wait for ever.
+// `rights` are those of access() that this user needs.
+FileLook lookAt(const std::string& path, int rights);
+
+// The same for a file that is to be read in a moment: it is not too large for that either.
+FileLook lookBeforeReading(const std::string& path);
+
+// Returns the name of user `id`; its number when it has none.
+std::string userName(uid_t id);
+
+// Says that this user may not do `what` with a file or folder of `status`, "read it" for instance.
+std::string denial(const struct stat& status, const std::string& what);
+
+// Returns what lets this user use `path`, which has `status` and is denied: a command of the shell;
+// nothing when the home folder is somebody else's.
+std::string giveBack(const std::string& path, const struct stat& status);
+
+// Returns `path` in quotes of the shell.
+std::string quoted(const std::string& path);
+
+}  // namespace diagnosis
