@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   static CK_FUNCTION_LIST_PTR list;
   assert(C_GetFunctionList(&list) == CKR_OK);
   static const std::vector<std::tuple<std::string, std::string, AnyFunction>> FUNCTIONS = {
-#define CK_FUNCTION_ENTRY(name, arguments) {#name, #arguments, AnyFunction(list->name)},
+#define CK_FUNCTION_ENTRY(name, arguments) {#name, #arguments, AnyFunction(Word(list->name))},
 #include "pkcs11f.h"
   };
   static const auto RULES = operationRules();
