@@ -29,18 +29,20 @@ void freeKeylessContext() {
 }
 
 // Makes the context, which goes when the module is unloaded, before the TLS library's own end,
-// which was registered earlier. Without it keys are decoded in vain.
-void makeKeylessContext() {
+// which was registered earlier. Returns whether there is one: without it keys are decoded in vain.
+bool makeKeylessContext() {
   keyless.library = OSSL_LIB_CTX_new();
-  if (keyless.library == nullptr) return;
-  keyless.provider = OSSL_PROVIDER_load(keyless.library, "null");
+  if (keyless.library != nullptr) keyless.provider = OSSL_PROVIDER_load(keyless.library, "null");
   if (keyless.provider == nullptr || std::atexit(freeKeylessContext) != 0) freeKeylessContext();
+  return keyless.library != nullptr;
 }
 
 // Returns a certificate to parse into, null to let the parser make one that decodes its key.
 X509* newCertificate() {
-  if (keyless.library == nullptr) makeKeylessContext();
-  return keyless.library == nullptr ? nullptr : X509_new_ex(keyless.library, nullptr);
+  // Threads that ask first at the same time make one context and wait for it.
+  static const bool isMade = makeKeylessContext();
+  // A host's exit handler may ask when it is gone again.
+  return isMade && keyless.library != nullptr ? X509_new_ex(keyless.library, nullptr) : nullptr;
 }
 
 #else
