@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const BioPtr channel(BIO_new_mem_buf(data + 1, static_cast<int>(size - 1)));
   const std::string body = readReply(channel.get(), data[0] % 2 != 0);
   assert(std::string(data + 1, data + size).ends_with(body));
-  rapidjson::Document json;
+  JsonDocument json;
   const bool isObject = parseJson(json, body.c_str()) && json.IsObject();
   const auto has = [&](const char* name) { return isObject && json.HasMember(name); };
 

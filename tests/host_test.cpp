@@ -1,6 +1,7 @@
 #include <malloc.h>
 #include <openssl/err.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,6 +38,24 @@ class Host : public ServiceTest {
     run("C_FindObjectsInit 1 " + (filter.empty() ? "&none 0" : filter + " 1") +
         " = 0; C_FindObjects 1 handles 493E0 &n = 0; C_FindObjectsFinal 1 = 0");
     return numbers["n"];
+  }
+
+  // Forks a process, which leaves this one's threads behind, to do `work` when it is let go.
+  template <class Work>
+  static pid_t forkToDo(const Work& work) {
+    const pid_t child = fork();
+    const auto waits = [] { return prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && raise(SIGSTOP) == 0; };
+    if (child == 0) _exit(waits() ? static_cast<int>(work()) : -1);
+    EXPECT_EQ(waitpid(child, nullptr, WUNTRACED), child);
+    return child;
+  }
+
+  // Lets it go. Returns what `work` has returned: below 256, a signal is more.
+  static CK_RV letGo(pid_t child) {
+    int status = -1;
+    kill(child, SIGCONT);
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? CK_RV(WEXITSTATUS(status)) : CK_RV(status) << 8;
   }
 
   std::vector<CK_OBJECT_HANDLE> handles = std::vector<CK_OBJECT_HANDLE>(300'000);
@@ -160,18 +179,61 @@ TEST_F(Host, AThousandLoadsLeaveNothingBehind) {
 }
 
 TEST_F(Host, AForkedChildSigns) {
-  const pid_t child = fork();
-  const auto waits = [] { return prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && raise(SIGSTOP) == 0; };
-  if (child == 0) _exit(waits() && sign() == CKR_OK ? 0 : 1);
-  EXPECT_EQ(waitpid(child, nullptr, WUNTRACED), child);
-  ScriptedService service({FILED, accepted(), FILED, accepted()});
-  kill(child, SIGCONT);
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(sign(), CKR_OK);
-  EXPECT_THAT(service.requests.at(0),
-              testing::HasSubstr("\"pid\":\"" + std::to_string(child) + '"'));
+  const auto signs = [this](pid_t process) {
+    ScriptedService service({FILED, accepted()});
+    EXPECT_EQ(process == getpid() ? sign() : letGo(process), CKR_OK);
+    EXPECT_THAT(service.requests.at(0),
+                testing::HasSubstr("\"pid\":\"" + std::to_string(process) + '"'));
+  };
+  signs(getpid());
+  signs(forkToDo([this] { return sign(); }));
+  signs(getpid());
+}
+
+TEST_F(Host, LackOfMemoryIsAResult) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer takes all of the address space";
+#endif
+  const std::string large(16 << 20, ' ');
+  CK_ATTRIBUTE value = {CKA_VALUE, const_cast<char*>(large.data()), large.size()};
+  CK_MECHANISM unknown = {0x40, nullptr, 0};
+  CK_ULONG count = 9;
+  const auto limit = [](rlim_t bytes) {
+    const rlimit limits = {bytes, RLIM_INFINITY};
+    return CK_RV(setrlimit(RLIMIT_AS, &limits));
+  };
+  const auto takeAll = [] {
+    for (std::size_t size = 1 << 20; size != 0;) {
+      if (operator new(size, std::nothrow) == nullptr) size /= 2;
+    }
+    return 0UL;
+  };
+  const pid_t child = forkToDo([&] {
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const std::pair<CK_RV, CK_RV> steps[] = {
+        {limit(pages * rlim_t(getpagesize()) + large.size() / 2), 0},
+        {sign(large), CKR_HOST_MEMORY},
+        {signatureLen, 256},
+        {signOnly(), CKR_OPERATION_NOT_INITIALIZED},
+        {sign(), CKR_HOST_MEMORY},  // for the reply
+        {sign(), CKR_HOST_MEMORY},  // for what it says
+        {p11->C_FindObjectsInit(1, &value, 1), CKR_HOST_MEMORY},
+        {p11->C_FindObjectsInit(1, &value, 0), CKR_OK},
+        {takeAll(), 0},
+        {p11->C_FindObjects(1, handles.data(), 9, &count), CKR_HOST_MEMORY},
+        {count, 0},
+        {p11->C_FindObjectsFinal(1), CKR_OK},
+        {p11->C_GetAttributeValue(1, 7, &value, 1), CKR_HOST_MEMORY},
+        {p11->C_SignInit(1, &unknown, KEY), CKR_MECHANISM_INVALID},
+        {sign(), CKR_HOST_MEMORY},
+        {limit(RLIM_INFINITY), 0},
+        {sign(), CKR_OK}};
+    const auto fails = [](const auto& step) { return step.first != step.second; };
+    return std::end(steps) - std::ranges::find_if(steps, fails);
+  });
+  ScriptedService service({reply(large), reply(std::string(1 << 20, '[')), FILED, accepted()});
+  EXPECT_EQ(letGo(child), 0U) << "so many steps before the end";
 }
 
 TEST_F(Host, AHundredThousandEntries) {

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "certcache/keyless_certificate.h"
 #include "log/product_folder.h"
@@ -29,9 +30,8 @@ std::string certificateFilePath(std::uint64_t id) {
 
 X509Ptr loadCertificate(std::uint64_t id) {
   const BioPtr file(BIO_new(BIO_s_file()));
-  if (file == nullptr || BIO_read_filename(file.get(), certificateFilePath(id).c_str()) <= 0) {
-    return nullptr;
-  }
+  if (file == nullptr) throw std::bad_alloc();
+  if (BIO_read_filename(file.get(), certificateFilePath(id).c_str()) <= 0) return nullptr;
   return parseKeylessCertificate(file.get());
 }
 

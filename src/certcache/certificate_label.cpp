@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace brivasign {
 namespace {
@@ -29,10 +30,8 @@ std::string commonNameOf(const X509* certificate) {
 std::string certificateLabel(const X509* certificate) {
   const BignumPtr serial(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
   const OpensslText decimal(serial == nullptr ? nullptr : BN_bn2dec(serial.get()));
-  return std::string("(")
-      .append(decimal == nullptr ? "" : decimal.get())
-      .append(") ")
-      .append(commonNameOf(certificate));
+  if (decimal == nullptr) throw std::bad_alloc();
+  return std::string("(").append(decimal.get()).append(") ").append(commonNameOf(certificate));
 }
 
 }  // namespace brivasign

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <new>
 
 #include "log/product_folder.h"
 #include "log/version.h"
@@ -16,9 +17,14 @@ struct FileCloser {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-// Opens the file `name` of the product folder in `mode` of fopen. Returns null on failure.
+// Opens the file `name` of the product folder in `mode` of fopen. Returns null on failure, of which
+// a lack of memory is one: what is written here never changes the result of a call.
 std::unique_ptr<std::FILE, FileCloser> openProductFile(const char* name, const char* mode) {
-  return std::unique_ptr<std::FILE, FileCloser>(std::fopen(productFilePath(name).c_str(), mode));
+  try {
+    return std::unique_ptr<std::FILE, FileCloser>(std::fopen(productFilePath(name).c_str(), mode));
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 }  // namespace

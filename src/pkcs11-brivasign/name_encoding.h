@@ -1,22 +1,24 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 
 #include "openssl_handles.h"
 
 namespace brivasign {
 
-// A distinguished name in DER: `length` bytes, 0 when it could not be encoded.
+// A distinguished name in DER: `length` bytes.
 struct NameEncoding {
   OpensslBytes bytes;
-  std::size_t length = 0;
+  std::size_t length;
 };
 
 // Encodes `name`, an issuer or subject of a certificate.
 inline NameEncoding encodeName(X509_NAME* name) {
   unsigned char* bytes = nullptr;
   const int length = i2d_X509_NAME(name, &bytes);
-  return {OpensslBytes(bytes), length > 0 ? static_cast<std::size_t>(length) : 0};
+  if (length < 0) throw std::bad_alloc();
+  return {OpensslBytes(bytes), static_cast<std::size_t>(length)};
 }
 
 }  // namespace brivasign

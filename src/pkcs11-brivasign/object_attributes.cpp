@@ -10,6 +10,7 @@
 #include "certcache/certcache.h"
 #include "certcache/certificate_label.h"
 #include "pkcs11-brivasign/checks.h"
+#include "pkcs11-brivasign/host_memory.h"
 #include "pkcs11-brivasign/name_encoding.h"
 #include "pkcs11-brivasign/object_handle.h"
 #include "pkcs11.h"
@@ -146,14 +147,16 @@ CK_RV C_GetAttributeValue(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
                                          arguments(pTemplate != nullptr && ulCount != 0))) {
     return refusal;
   }
-  const std::uint64_t id = certificateIdOf(hObject);
-  const QueriedObject object = {id, isPrivateKeyHandle(hObject), loadCertificate(id)};
-  if (object.certificate == nullptr) return CKR_DEVICE_ERROR;
+  return orHostMemory([&]() -> CK_RV {
+    const std::uint64_t id = certificateIdOf(hObject);
+    const QueriedObject object = {id, isPrivateKeyHandle(hObject), loadCertificate(id)};
+    if (object.certificate == nullptr) return CKR_DEVICE_ERROR;
 
-  // An entry that fails does not stop the others; the last failure is the result.
-  CK_RV result = CKR_OK;
-  for (CK_ULONG i = 0; i < ulCount; ++i) {
-    if (const CK_RV failure = answer(pTemplate[i], object)) result = failure;
-  }
-  return result;
+    // An entry that fails does not stop the others; the last failure is the result.
+    CK_RV result = CKR_OK;
+    for (CK_ULONG i = 0; i < ulCount; ++i) {
+      if (const CK_RV failure = answer(pTemplate[i], object)) result = failure;
+    }
+    return result;
+  });
 }

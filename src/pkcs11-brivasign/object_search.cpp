@@ -1,10 +1,10 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <new>
 
 #include "certcache/certcache.h"
 #include "pkcs11-brivasign/checks.h"
+#include "pkcs11-brivasign/host_memory.h"
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11-brivasign/name_encoding.h"
 #include "pkcs11-brivasign/object_handle.h"
@@ -97,8 +97,8 @@ void matchSubject(CK_OBJECT_HANDLE_PTR phObject, CK_ULONG& count, std::int32_t i
 void matchValue(CK_OBJECT_HANDLE_PTR phObject, CK_ULONG& count, std::int32_t id) {
   RawCertificateFile file(widened(id));
   if (file.size() != findState.valueLen) return;
-  const std::unique_ptr<CK_BYTE[]> content(new (std::nothrow) CK_BYTE[findState.valueLen]);
-  if (content != nullptr && file.read(content.get(), findState.valueLen) &&
+  const std::unique_ptr<CK_BYTE[]> content(new CK_BYTE[findState.valueLen]);
+  if (file.read(content.get(), findState.valueLen) &&
       std::memcmp(content.get(), findState.value.get(), findState.valueLen) == 0) {
     appendCertificate(phObject, count, id);
   }
@@ -167,11 +167,10 @@ std::int64_t findClassOf(CK_OBJECT_CLASS objectClass) {
   }
 }
 
-// Replaces a filter with a copy of the attribute's value. Returns CKR_OK or CKR_HOST_MEMORY.
+// Replaces a filter with a copy of the attribute's value. Returns CKR_OK.
 CK_RV copyFilter(const CK_ATTRIBUTE& attribute, std::uint64_t& length,
                  std::unique_ptr<CK_BYTE[]>& copy) {
-  copy.reset(new (std::nothrow) CK_BYTE[attribute.ulValueLen]);
-  if (copy == nullptr) return CKR_HOST_MEMORY;
+  copy.reset(new CK_BYTE[attribute.ulValueLen]);
   length = attribute.ulValueLen;
   std::memcpy(copy.get(), attribute.pValue, length);
   return CKR_OK;
@@ -218,10 +217,12 @@ CK_RV C_FindObjectsInit(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR pTemplate,
   }
   findClass = FIND_CLASS_ANY;
   findState = {};
-  for (CK_ULONG i = 0; i < ulCount; ++i) {
-    if (const CK_RV refusal = takeAttribute(pTemplate[i])) return refusal;
-  }
-  return advance(rules::FIND_OBJECTS_INIT);
+  return orHostMemory([&] {
+    for (CK_ULONG i = 0; i < ulCount; ++i) {
+      if (const CK_RV refusal = takeAttribute(pTemplate[i])) return refusal;
+    }
+    return advance(rules::FIND_OBJECTS_INIT);
+  });
 }
 
 CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject,
@@ -234,15 +235,17 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE_PTR phObject,
   *pulObjectCount = 0;
   if (findState.done != 0) return CKR_OK;
 
-  CK_ULONG count = 0;
-  if (findClass == FIND_CLASS_PRIVATE_KEY) {
-    findPrivateKeys(phObject, count, ulMaxObjectCount);
-  } else if (findClass == FIND_CLASS_ANY || findClass == FIND_CLASS_CERTIFICATE) {
-    findCertificates(phObject, count, ulMaxObjectCount);
-  }
-  *pulObjectCount = count;
   findState.done = 1;
-  return CKR_OK;
+  return orHostMemory([&] {
+    CK_ULONG count = 0;
+    if (findClass == FIND_CLASS_PRIVATE_KEY) {
+      findPrivateKeys(phObject, count, ulMaxObjectCount);
+    } else if (findClass == FIND_CLASS_ANY || findClass == FIND_CLASS_CERTIFICATE) {
+      findCertificates(phObject, count, ulMaxObjectCount);
+    }
+    *pulObjectCount = count;
+    return CKR_OK;
+  });
 }
 
 CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE hSession) noexcept {

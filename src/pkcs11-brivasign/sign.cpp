@@ -5,6 +5,7 @@
 
 #include "log/log.h"
 #include "pkcs11-brivasign/checks.h"
+#include "pkcs11-brivasign/host_memory.h"
 #include "pkcs11-brivasign/mechanisms.h"
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11-brivasign/object_handle.h"
@@ -142,7 +143,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
   }
   CK_RV result = CKR_OK;
   if (pSignature != nullptr) {
-    result = signAtService(pData, ulDataLen, pSignature);
+    result = orHostMemory([&] { return signAtService(pData, ulDataLen, pSignature); });
     activeOperation = OP_NONE;
   }
   *pulSignatureLen = SIGNATURE_LENGTH;

@@ -3,6 +3,7 @@
 #include <openssl/evp.h>
 
 #include <cstring>
+#include <new>
 
 #include "openssl_handles.h"
 
@@ -15,14 +16,13 @@ std::string encodeBase64(const unsigned char* data, std::size_t length) {
 }
 
 void decodeBase64(const char* text, unsigned char* output) {
-  BioPtr filter(BIO_new(BIO_f_base64()));
-  BIO* const source = BIO_new(BIO_s_mem());
-  if (filter == nullptr || source == nullptr) {
-    BIO_free(source);
-    return;
+  const BioPtr filter(BIO_new(BIO_f_base64()));
+  BioPtr source(BIO_new(BIO_s_mem()));
+  const int length = static_cast<int>(std::strlen(text));
+  if (filter == nullptr || source == nullptr || BIO_write(source.get(), text, length) < length) {
+    throw std::bad_alloc();
   }
-  BIO_write(source, text, static_cast<int>(std::strlen(text)));
-  BIO_push(filter.get(), source);
+  BIO_push(filter.get(), source.release());
   BIO_set_flags(filter.get(), BIO_FLAGS_BASE64_NO_NL);
   while (BIO_read(filter.get(), output, 1) > 0) ++output;
 }

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 
 namespace brivasign {
 
@@ -21,10 +23,25 @@ namespace brivasign {
 
 namespace brivasign {
 
+// Memory for the library, which writes into what it asks for without a look at what it got: a lack
+// of memory must be thrown past it.
+struct JsonMemory : rapidjson::CrtAllocator {
+  static void* checked(void* memory, std::size_t size) {
+    return memory != nullptr || size == 0 ? memory : throw std::bad_alloc();
+  }
+  void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
+  void* Realloc(void* memory, std::size_t oldSize, std::size_t size) {
+    return checked(CrtAllocator::Realloc(memory, oldSize, size), size);
+  }
+};
+using JsonDocument =
+    rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<JsonMemory>,
+                               JsonMemory>;
+
 // Parses `text` (zero-terminated) into `document`. Returns whether it is one JSON value with only
 // white space around it. The parser does not recurse: a reply of nested brackets must not exhaust
 // the host's stack.
-inline bool parseJson(rapidjson::Document& document, const char* text) {
+inline bool parseJson(JsonDocument& document, const char* text) {
   return !document.Parse<rapidjson::kParseIterativeFlag>(text).HasParseError();
 }
 

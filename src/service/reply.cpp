@@ -1,5 +1,6 @@
 #include "service/reply.h"
 
+#include <new>
 #include <string_view>
 
 #include "log/log.h"
@@ -12,19 +13,15 @@ constexpr int CHUNK_SIZE = 3000;  // bytes, terminator of a line included
 constexpr std::string_view UPDATE_HEADER_LINE = "x-app-update-available: true";
 constexpr std::size_t HEADER_END_LENGTH = 2;  // CR LF
 
-// Collects all that `channel` delivers up to its end. Returns null when there is no memory for it.
+// Collects all that `channel` delivers up to its end.
 BioPtr readToEnd(BIO* channel) {
   BioPtr reply(BIO_new(BIO_s_mem()));
   char chunk[CHUNK_SIZE];
-  while (reply != nullptr) {
+  for (;;) {
     const int count = BIO_read(channel, chunk, CHUNK_SIZE);
-    if (count > 0) {
-      BIO_write(reply.get(), chunk, count);
-    } else if (!BIO_should_retry(channel)) {
-      break;
-    }
+    if (count <= 0 && !BIO_should_retry(channel)) return reply;
+    if (count > 0 && BIO_write(reply.get(), chunk, count) < count) throw std::bad_alloc();
   }
-  return reply;
 }
 
 // Logs what is wrong with a reply and, as a line of its own, its body.
@@ -38,8 +35,6 @@ void logUnusable(const char* message, const std::string& body) {
 std::string readReply(BIO* channel, bool reportsUpdate) {
   const BioPtr reply = readToEnd(channel);
   std::string body;
-  if (reply == nullptr) return body;
-
   bool inBody = false;
   char chunk[CHUNK_SIZE];
   for (;;) {
@@ -53,7 +48,7 @@ std::string readReply(BIO* channel, bool reportsUpdate) {
 }
 
 SignatureReply interpretSignatureReply(const std::string& body) {
-  rapidjson::Document document;
+  JsonDocument document;
   if (!parseJson(document, body.c_str())) {
     logUnusable("Erro no JSON recebido apos envio do desafio:", body);
     return {};
@@ -74,7 +69,7 @@ SignatureReply interpretSignatureReply(const std::string& body) {
 }
 
 StatusReply interpretStatusReply(const std::string& body) {
-  rapidjson::Document document;
+  JsonDocument document;
   if (!parseJson(document, body.c_str()) || !document.IsObject()) {
     logUnusable("Erro no JSON recebido na consulta do pedido de assinatura:", body);
     return {};
@@ -83,7 +78,7 @@ StatusReply interpretStatusReply(const std::string& body) {
     logUnusable("JSON nao veio com status ou desafioAssinado:", body);
     return {};
   }
-  const rapidjson::Value& value = document["status"];
+  const auto& value = document["status"];
   const std::string_view status(value.GetString(), value.GetStringLength());
   if (status == "RECUSADO") return {Approval::REFUSED, {}};
   if (status == "ACEITO") return {Approval::ACCEPTED, document["desafioAssinado"].GetString()};

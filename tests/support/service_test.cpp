@@ -46,9 +46,9 @@ CK_RV ServiceTest::sign(const std::string& data) {
 }
 
 CK_RV ServiceTest::signOnly(const std::string& data) {
-  std::string copy = data;
-  return p11->C_Sign(1, reinterpret_cast<CK_BYTE_PTR>(copy.data()), copy.size(),
-                     reinterpret_cast<CK_BYTE_PTR>(signature.data()), &signatureLen);
+  auto* const bytes = reinterpret_cast<CK_BYTE_PTR>(const_cast<char*>(data.data()));
+  return p11->C_Sign(1, bytes, data.size(), reinterpret_cast<CK_BYTE_PTR>(signature.data()),
+                     &signatureLen);
 }
 
 Log ServiceTest::logOfService() const {
