@@ -64,19 +64,26 @@ TEST_F(AttributeQuery, CertificateAndKeyAnswerFromOneFile) {
 TEST_F(AttributeQuery, UnusualCertificates) {
   using Row = std::tuple<std::string, std::string, std::string>;  // arguments, label, serial number
   for (const auto& [arguments, label, serial] :
-       std::vector<Row>{{"-set_serial 0", "(0) Example Holder", std::string(1, '\0')},
-                        {"-set_serial -128", "(-128) Example Holder", "\x80"},
-                        {"-subj /O=Nobody", "(4660) ", "\x12\x34"},
-                        {"-set_serial 0xFFFFFFFFFFFFFFFFFF -utf8 -subj /CN=Jo\xC3\xA3o",
-                         "(4722366482869645213695) Jo\xC3\xA3o", std::string(9, '\xFF')}}) {
+       {Row{"-set_serial 0", "(0) Example Holder", std::string(1, '\0')},
+        Row{"-set_serial -128", "(-128) Example Holder", "\x80"},
+        Row{"-subj /O=Nobody", "(4660) ", "\x12\x34"},
+        Row{"-subj /CN=First/CN=Second", "(4660) First", "\x12\x34"},
+        Row{"-set_serial 0xFFFFFFFFFFFFFFFFFF -utf8 -subj /CN=Jo\xC3\xA3o",
+            "(4722366482869645213695) Jo\xC3\xA3o", std::string(9, '\xFF')}}) {
     write("certificados/0.cer", certificate(arguments));
     EXPECT_EQ(value(0, CKA_LABEL), label);
     EXPECT_EQ(value(0, CKA_SERIAL_NUMBER), serial);
   }
-  std::string cut = certificate();
-  cut[cut.rfind("Example Holder") + 7] = '\0';  // the subject's; the signature is nobody's matter
-  write("certificados/0.cer", cut);
-  EXPECT_EQ(value(0, CKA_LABEL), "(4660) Example");
+  // A byte of the subject; the signature is nobody's matter.
+  const std::string utf8 = certificate("-utf8 -subj /CN=Andr\xC3\xA9");
+  const std::size_t at = utf8.rfind("Andr");
+  for (const auto& [place, byte, label] :
+       {std::tuple(at + 3, '\0', "(4660) And"),
+        std::tuple(at - 2, '\x14', "(4660) Andr\xC3\xA9"),     // T61String
+        std::tuple(at - 2, '\x1E', "(4660) Andr\xC3\xA9")}) {  // BMPString
+    write("certificados/0.cer", std::string(utf8).replace(place, 1, 1, byte));
+    EXPECT_EQ(value(0, CKA_LABEL), label);
+  }
   write("certificados/0.cer", certificate("-newkey rsa:1024 -nodes -keyout /dev/null"));
   const std::string modulus = value(0, CKA_MODULUS);
   EXPECT_EQ(modulus.size(), 256U);

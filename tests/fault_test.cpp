@@ -1,4 +1,3 @@
-#include <csignal>
 #include <optional>
 #include <tuple>
 
@@ -36,6 +35,7 @@ std::vector<ReplyFault> replyFaults(const std::string& json) {
       {"header block that never ends", {.bytes = lines + json}, {""}},
       {"nested brackets", reply("{\"x\":" + deep + "," + json.substr(1)), {}},
       {"nested brackets, never closed", reply(open), {open}},
+      {"byte order mark", reply("\xEF\xBB\xBF" + json), {"\xEF\xBB\xBF" + json}},
       {"NUL in the header", reply(json, std::string("x:\0\r\n", 5)), {}},
       {"NUL behind the body", reply(json + '\0' + "x"), {}},
       {"NUL in the body", reply("{" + std::string(1, '\0') + json.substr(1)), {"{"}},
@@ -133,10 +133,26 @@ TEST_F(Fault, OfTheServer) {
   }
 }
 
+#ifdef MODULE_OF_FAILING_CALLS
+TEST_F(Fault, OfTheTlsLibrary) {
+  for (const std::string call :
+       {"SSL_CTX_new", "BIO_new_ssl_connect", "BIO_get_ssl", "SSL_set_cipher_list",
+        "SSL_set_tlsext_host_name", "BIO_do_connect", "BIO_do_handshake", "SSL_get_verify_result",
+        "BIO_puts", "BIO_puts lendo desafio"}) {
+    setenv("FAILING_CALL", call.c_str(), 1);
+    load(MODULE_OF_FAILING_CALLS);
+    openSession();
+    const bool isFiled = call.ends_with("desafio");
+    const Log lines =
+        isFiled ? Log{"Erro " + call, BAD_STATE, ""} : Log{"Erro " + call, FILING_FAILED};
+    expectOutcome(call, {FILED}, isFiled ? 1 : 0, lines, CKR_FUNCTION_FAILED);
+  }
+}
+#endif
+
 TEST_F(Fault, NobodyListens) {
   EXPECT_EQ(sign(), CKR_FUNCTION_FAILED);
   EXPECT_EQ(logOfService(), NO_CHANNEL);
   EXPECT_THAT(log(), testing::Contains("<tls>")) << "the library's reason";
   EXPECT_THAT(log(), testing::Not(testing::Contains(executable))) << "nothing is sent";
-  EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
 }

@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "certcache/keyless_certificate.h"
 #include "log/product_folder.h"
+#include "out_of_memory.h"
 
 namespace brivasign {
 namespace {
@@ -30,7 +30,7 @@ std::string certificateFilePath(std::uint64_t id) {
 
 X509Ptr loadCertificate(std::uint64_t id) {
   const BioPtr file(BIO_new(BIO_s_file()));
-  if (file == nullptr) throw std::bad_alloc();
+  if (file == nullptr) throw OutOfMemory();
   if (BIO_read_filename(file.get(), certificateFilePath(id).c_str()) <= 0) return nullptr;
   return parseKeylessCertificate(file.get());
 }

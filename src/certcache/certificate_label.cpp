@@ -6,7 +6,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
+
+#include "out_of_memory.h"
 
 namespace brivasign {
 namespace {
@@ -30,7 +31,7 @@ std::string commonNameOf(const X509* certificate) {
 std::string certificateLabel(const X509* certificate) {
   const BignumPtr serial(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
   const OpensslText decimal(serial == nullptr ? nullptr : BN_bn2dec(serial.get()));
-  if (decimal == nullptr) throw std::bad_alloc();
+  if (decimal == nullptr) throw OutOfMemory();
   return std::string("(").append(decimal.get()).append(") ").append(commonNameOf(certificate));
 }
 

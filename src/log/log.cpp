@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
-#include <new>
 
 #include "log/product_folder.h"
 #include "log/version.h"
@@ -22,7 +21,7 @@ struct FileCloser {
 std::unique_ptr<std::FILE, FileCloser> openProductFile(const char* name, const char* mode) {
   try {
     return std::unique_ptr<std::FILE, FileCloser>(std::fopen(productFilePath(name).c_str(), mode));
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     return nullptr;
   }
 }

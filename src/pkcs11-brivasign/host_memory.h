@@ -1,7 +1,5 @@
 #pragma once
 
-#include <new>
-
 #include "pkcs11.h"
 
 namespace brivasign {
@@ -12,7 +10,7 @@ template <class Work>
 CK_RV orHostMemory(const Work& work) {
   try {
     return work();
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     return CKR_HOST_MEMORY;
   }
 }

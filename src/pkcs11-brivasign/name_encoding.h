@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <new>
 
 #include "openssl_handles.h"
+#include "out_of_memory.h"
 
 namespace brivasign {
 
@@ -17,7 +17,7 @@ struct NameEncoding {
 inline NameEncoding encodeName(X509_NAME* name) {
   unsigned char* bytes = nullptr;
   const int length = i2d_X509_NAME(name, &bytes);
-  if (length < 0) throw std::bad_alloc();
+  if (length < 0) throw OutOfMemory();
   return {OpensslBytes(bytes), static_cast<std::size_t>(length)};
 }
 

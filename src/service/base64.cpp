@@ -3,9 +3,9 @@
 #include <openssl/evp.h>
 
 #include <cstring>
-#include <new>
 
 #include "openssl_handles.h"
+#include "out_of_memory.h"
 
 namespace brivasign {
 
@@ -20,7 +20,7 @@ void decodeBase64(const char* text, unsigned char* output) {
   BioPtr source(BIO_new(BIO_s_mem()));
   const int length = static_cast<int>(std::strlen(text));
   if (filter == nullptr || source == nullptr || BIO_write(source.get(), text, length) < length) {
-    throw std::bad_alloc();
+    throw OutOfMemory();
   }
   BIO_push(filter.get(), source.release());
   BIO_set_flags(filter.get(), BIO_FLAGS_BASE64_NO_NL);

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <new>
 
 namespace brivasign {
 
@@ -21,13 +20,15 @@ namespace brivasign {
   ((condition) ? static_cast<void>(0) : brivasign::endProcess(__FILE_NAME__, __LINE__, #condition))
 #include <rapidjson/document.h>
 
+#include "out_of_memory.h"
+
 namespace brivasign {
 
 // Memory for the library, which writes into what it asks for without a look at what it got: a lack
 // of memory must be thrown past it.
 struct JsonMemory : rapidjson::CrtAllocator {
   static void* checked(void* memory, std::size_t size) {
-    return memory != nullptr || size == 0 ? memory : throw std::bad_alloc();
+    return memory != nullptr || size == 0 ? memory : throw OutOfMemory();
   }
   void* Malloc(std::size_t size) { return checked(CrtAllocator::Malloc(size), size); }
   void* Realloc(void* memory, std::size_t oldSize, std::size_t size) {

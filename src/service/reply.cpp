@@ -1,9 +1,9 @@
 #include "service/reply.h"
 
-#include <new>
 #include <string_view>
 
 #include "log/log.h"
+#include "out_of_memory.h"
 #include "service/json.h"
 
 namespace brivasign {
@@ -20,7 +20,7 @@ BioPtr readToEnd(BIO* channel) {
   for (;;) {
     const int count = BIO_read(channel, chunk, CHUNK_SIZE);
     if (count <= 0 && !BIO_should_retry(channel)) return reply;
-    if (count > 0 && BIO_write(reply.get(), chunk, count) < count) throw std::bad_alloc();
+    if (count > 0 && BIO_write(reply.get(), chunk, count) < count) throw OutOfMemory();
   }
 }
 

@@ -4,6 +4,7 @@
 #include <mach-o/dyld.h>
 #endif
 
+#include <csignal>
 #include <cstdint>
 
 using localservice::ListenerOptions;
@@ -72,6 +73,7 @@ void ServiceTest::expectOutcome(const std::string& name, std::vector<Reply> scri
     EXPECT_EQ(sign(), result) << name;
     EXPECT_EQ(service.requests.size(), requests) << name;
   }
+  EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN) << name;
   EXPECT_EQ(opened(), before) << name;
   EXPECT_EQ(logOfService(), lines) << name;
   EXPECT_EQ(signature[0], result == CKR_OK ? '\0' : '\xEE') << name;

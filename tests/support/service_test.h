@@ -7,7 +7,7 @@
 
 // The service of the production environment.
 const localservice::ListenerOptions SERVICE =
-    localservice::listenerOptions(LOCAL_PKI, localservice::PRODUCTION_PORT);
+    localservice::listenerOptions(LOCAL_PKI, localservice::PRODUCTION_PORT, "localhost");
 
 // A service on a thread of this process that answers with a script: reply k to request k, the last
 // one for good.

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -38,6 +39,14 @@ void require(bool done, const std::string& failure) {
   }
 }
 
+// Answers what name a client asks for; `expected` is the one that there is.
+int checkServerName(SSL* connection, int* /*alert*/, void* expected) {
+  const char* const asked = SSL_get_servername(connection, TLSEXT_NAMETYPE_host_name);
+  const bool isExpected =
+      asked != nullptr && std::strcmp(asked, static_cast<const char*>(expected)) == 0;
+  return isExpected ? SSL_TLSEXT_ERR_OK : SSL_TLSEXT_ERR_ALERT_FATAL;
+}
+
 OpensslHandle<SSL_CTX, SSL_CTX_free> makeContext(const ListenerOptions& options) {
   ERR_clear_error();
   OpensslHandle<SSL_CTX, SSL_CTX_free> context(SSL_CTX_new(TLS_server_method()));
@@ -58,6 +67,10 @@ OpensslHandle<SSL_CTX, SSL_CTX_free> makeContext(const ListenerOptions& options)
       SSL_CTX_use_PrivateKey(tls, loadPrivateKey(options.keyFile).get()) == 1 &&
           SSL_CTX_check_private_key(tls) == 1,
       "the key " + options.keyFile + " does not fit the certificate " + options.certificateFile);
+  if (options.serverName != nullptr) {
+    SSL_CTX_set_tlsext_servername_callback(tls, checkServerName);
+    SSL_CTX_set_tlsext_servername_arg(tls, const_cast<char*>(options.serverName));
+  }
   return context;
 }
 
@@ -101,11 +114,13 @@ std::uint16_t boundPort(int socket) {
 
 }  // namespace
 
-ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port) {
+ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port,
+                                const char* serverName) {
   ListenerOptions options;
   options.port = port;
   options.certificateFile = pki / "server.pem";
   options.keyFile = pki / "server.key";
+  options.serverName = serverName;
   return options;
 }
 

@@ -23,13 +23,16 @@ struct ListenerOptions {
   int maximumVersion = TLS1_2_VERSION;
   std::string cipherList;  // empty: the library's default
   int securityLevel = 2;   // of OpenSSL; TLS 1.1 and SHA-1 need 0
+  // If set, a client that does not ask for the server by this name is refused.
+  const char* serverName = nullptr;
   // If set, no handshake is answered: a connection in which one begins ends after so long.
   std::optional<std::chrono::milliseconds> stall;
   Ending stallEnding = Ending::CLOSE;
 };
 
 // Returns options for a service at `port` with the identity in `pki`, a folder of make-local-pki.
-ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port);
+ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port,
+                                const char* serverName = nullptr);
 
 // A TLS server that serves one connection, with one request, at a time.
 class TlsListener {
