@@ -9,7 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -56,18 +56,20 @@ struct Options {
   std::chrono::seconds limit{10};
 };
 
-std::chrono::seconds parseLimit(const std::string& text) {
+// Returns the number of seconds that the whole of `text` writes; nothing unless it is a fit limit.
+std::optional<std::chrono::seconds> parseLimit(const std::string& text) {
   int seconds = 0;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, seconds);
   if (error != std::errc() || stop != end || seconds < 1 || seconds > LONGEST_LIMIT) {
-    throw std::invalid_argument("--timeout: \"" + text + "\" is no whole number from 1 to 600");
+    return std::nullopt;
   }
   return std::chrono::seconds(seconds);
 }
 
-// Throws std::invalid_argument with a sentence that names the bad argument.
-Options parseOptions(const std::vector<std::string>& arguments) {
+// Returns the options, or nothing and in `mistake` a sentence that names the bad argument.
+std::optional<Options> parseOptions(const std::vector<std::string>& arguments,
+                                    std::string& mistake) {
   Options options;
   for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
     if (*argument == "--help") {
@@ -77,9 +79,17 @@ Options parseOptions(const std::vector<std::string>& arguments) {
     } else if (*argument == "--json") {
       options.wantsJson = true;
     } else if (*argument == "--timeout") {
-      options.limit = parseLimit(++argument == arguments.end() ? "" : *argument);
+      const bool hasValue = argument + 1 != arguments.end();
+      const std::string text = hasValue ? *++argument : "";
+      const auto limit = parseLimit(text);
+      if (!limit) {
+        mistake = "--timeout: \"" + text + "\" is no whole number from 1 to 600";
+        return std::nullopt;
+      }
+      options.limit = *limit;
     } else {
-      throw std::invalid_argument("unknown argument \"" + *argument + "\"");
+      mistake = "unknown argument \"" + *argument + "\"";
+      return std::nullopt;
     }
   }
   return options;
@@ -124,7 +134,13 @@ void print(const std::string& text) {
 }
 
 int run(const std::string& program, const std::vector<std::string>& arguments) {
-  const Options options = parseOptions(arguments);
+  std::string mistake;
+  const auto parsed = parseOptions(arguments, mistake);
+  if (!parsed) {
+    std::cerr << program << ": " << mistake << "; --help tells the usage\n";
+    return NO_REPORT;
+  }
+  const Options& options = *parsed;
   if (options.wantsHelp) {
     print("usage: " + program + USAGE);
     return 0;
@@ -150,11 +166,10 @@ int main(int argc, char** argv) {
   int status = NO_REPORT;
   try {
     status = run(program, std::vector<std::string>(argv + 1, argv + argc));
-  } catch (const std::invalid_argument& mistake) {
-    std::cerr << program << ": " << mistake.what() << "; --help tells the usage\n";
   } catch (const std::exception& failure) {
     std::cerr << program << ": " << failure.what() << '\n';
   }
   // A step that was left to itself still uses what destructors would release.
-  std::_Exit(status);
+  if (diagnosis::TimeLimit::leftAnyStep()) std::_Exit(status);
+  return status;
 }

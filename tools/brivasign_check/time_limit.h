@@ -31,6 +31,7 @@ class TimeLimit {
           return result.wait_for(time) == std::future_status::ready;
         })) {
       thread.detach();
+      leftStep = true;
       return std::nullopt;
     }
     thread.join();
@@ -39,6 +40,9 @@ class TimeLimit {
 
   [[nodiscard]] std::chrono::seconds limit() const { return limit_; }
 
+  // Whether any step has been left to itself.
+  [[nodiscard]] static bool leftAnyStep() { return leftStep; }
+
   // Says that a step has taken too long.
   [[nodiscard]] std::string exceeded() const;
 
@@ -46,6 +50,8 @@ class TimeLimit {
   // Waits, showing `what`, until `isDoneWithin` says so or the time is up. Returns what it says.
   bool isDone(const std::string& what,
               const std::function<bool(std::chrono::milliseconds)>& isDoneWithin) const;
+
+  inline static bool leftStep = false;
 
   std::chrono::seconds limit_;
 };
