@@ -7,8 +7,8 @@ runTool --list-slots || fail "the slots cannot be listed"
 expectLines pkcs11-tool 1 'token label *: Quorvent$' "there should be one token, Quorvent"
 runTool --list-mechanisms || fail "the mechanisms cannot be listed"
 expectLines pkcs11-tool 2 '^  RSA-PKCS\(-PSS\)\{0,1\}, .*sign' "there should be two mechanisms"
-! runTool -O || fail "it passes a template now"
-expectText pkcs11-tool "CKR_ARGUMENTS_BAD"
+! runTool -O --type cert || listed="Certificate Object" # OpenSC 0.26 passes a template
+expectText pkcs11-tool "${listed-CKR_ARGUMENTS_BAD}"
 
 runTool --read-object --type cert --id "$ID" --output-file maria.cer || fail "nothing can be read"
 run cmp maria.cer local-pki/users/1001.cer || fail "the certificates differ"
