@@ -143,7 +143,8 @@ Finding checkEntry(const std::string& name) {
   const fs::path file = brivasign::certificateFilePath(id);
   if (file.filename() == name) return checkFile(id);
 
-  constexpr const char* RENAME = "rename it to the certificate's number and .cer, or remove it";
+  constexpr const char* RENAME =
+      "remove it, or, if no other file holds its certificate, rename it to the number and .cer";
   const std::string number = "counts as number " + std::to_string(*listedId);
   const Facts facts = {{"identifier", std::int64_t{*listedId}}};
   std::error_code ignored;

@@ -80,7 +80,9 @@ std::string giveBack(const std::string& path, const struct stat& status) {
   struct stat homeStatus = {};
   if (home == nullptr || stat(home, &homeStatus) != 0 || homeStatus.st_uid != geteuid()) return "";
   if (status.st_uid == geteuid()) return "allow it: chmod u+rwX " + quoted(path);
-  return "give it back: sudo chown " + std::string(S_ISDIR(status.st_mode) ? "-R " : "") +
+  // What a folder above the product's holds besides is not this project's matter.
+  const bool takesAll = S_ISDIR(status.st_mode) && path.find("/Orvix") != std::string::npos;
+  return std::string("give it back: sudo chown ").append(takesAll ? "-R " : "") +
          userName(geteuid()) + " " + quoted(path);
 }
 
