@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "certcache/keyless_certificate.h"
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 
 namespace brivasign {
 namespace {

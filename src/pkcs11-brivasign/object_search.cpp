@@ -4,10 +4,10 @@
 #include <new>
 
 #include "certcache/certcache.h"
+#include "certcache/object_handle.h"
 #include "pkcs11-brivasign/checks.h"
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11-brivasign/name_encoding.h"
-#include "pkcs11-brivasign/object_handle.h"
 #include "pkcs11-brivasign/operation.h"
 #include "pkcs11-brivasign/value_log.h"
 #include "pkcs11.h"

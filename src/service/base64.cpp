@@ -14,17 +14,19 @@ std::string encodeBase64(const unsigned char* data, std::size_t length) {
   return text;
 }
 
-void decodeBase64(const char* text, unsigned char* output) {
+std::size_t decodeBase64(const char* text, unsigned char* output) {
   BioPtr filter(BIO_new(BIO_f_base64()));
   BIO* const source = BIO_new(BIO_s_mem());
   if (filter == nullptr || source == nullptr) {
     BIO_free(source);
-    return;
+    return 0;
   }
   BIO_write(source, text, static_cast<int>(std::strlen(text)));
   BIO_push(filter.get(), source);
   BIO_set_flags(filter.get(), BIO_FLAGS_BASE64_NO_NL);
-  while (BIO_read(filter.get(), output, 1) > 0) ++output;
+  std::size_t length = 0;
+  while (BIO_read(filter.get(), output + length, 1) > 0) ++length;
+  return length;
 }
 
 }  // namespace brivasign

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-// A member of the wrong type must end the process in every build; the library's own assertion
-// vanishes in a release build. Every use of the library goes through this header.
+// A read of a member as what it is not must end the process in every build; the library's own
+// assertion vanishes in a release build. Every use of the library goes through this header.
 #define RAPIDJSON_ASSERT(condition) ((condition) ? static_cast<void>(0) : std::abort())
 #include <rapidjson/document.h>
 

@@ -66,11 +66,12 @@ SignatureReply interpretSignatureReply(const std::string& body) {
     logUnusable("JSON recebido nao veio com id:", body);
     return {};
   }
-  SignatureReply reply;
-  reply.requestNumber = document["id"].GetInt();
-  reply.showsNotification =
-      !document.HasMember("notificacaoEnviada") || document["notificacaoEnviada"].GetBool();
-  return reply;
+  const rapidjson::Value& number = document["id"];
+  const auto notice = document.FindMember("notificacaoEnviada");
+  const bool hasNotice = notice != document.MemberEnd();
+  if (!number.IsInt() || (hasNotice && !notice->value.IsBool())) return {.isMistyped = true};
+  return {.requestNumber = number.GetInt(),
+          .showsNotification = !hasNotice || notice->value.GetBool()};
 }
 
 StatusReply interpretStatusReply(const std::string& body) {
@@ -84,11 +85,14 @@ StatusReply interpretStatusReply(const std::string& body) {
     return {};
   }
   const rapidjson::Value& value = document["status"];
+  if (!value.IsString()) return {Approval::MISTYPED, {}};
   const std::string_view status(value.GetString(), value.GetStringLength());
   if (status == "RECUSADO") return {Approval::REFUSED, {}};
-  if (status == "ACEITO") return {Approval::ACCEPTED, document["desafioAssinado"].GetString()};
   if (status == "AGUARDANDO") return {Approval::WAITING, {}};
-  return {Approval::OTHER, {}};
+  if (status != "ACEITO") return {Approval::OTHER, {}};
+  const rapidjson::Value& signature = document["desafioAssinado"];
+  if (!signature.IsString()) return {Approval::MISTYPED, {}};
+  return {Approval::ACCEPTED, signature.GetString()};
 }
 
 }  // namespace brivasign
