@@ -5,7 +5,9 @@
 #if OPENSSL_VERSION_NUMBER >= 0x30000000L
 #include <openssl/provider.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <memory>
 #endif
 
 namespace brivasign {
@@ -17,30 +19,43 @@ namespace {
 // no algorithm. It holds nothing of any certificate; making one for each would cost more than it
 // saves.
 struct KeylessContext {
-  OSSL_LIB_CTX* library;
-  OSSL_PROVIDER* provider;
+  KeylessContext() = default;
+  KeylessContext(const KeylessContext&) = delete;
+  KeylessContext& operator=(const KeylessContext&) = delete;
+  ~KeylessContext() {
+    if (provider != nullptr) OSSL_PROVIDER_unload(provider);
+    OSSL_LIB_CTX_free(library);
+  }
+
+  OSSL_LIB_CTX* const library = OSSL_LIB_CTX_new();
+  OSSL_PROVIDER* const provider =
+      library == nullptr ? nullptr : OSSL_PROVIDER_load(library, "null");
 };
-KeylessContext keyless;
 
-void freeKeylessContext() {
-  if (keyless.provider != nullptr) OSSL_PROVIDER_unload(keyless.provider);
-  OSSL_LIB_CTX_free(keyless.library);
-  keyless = {};
-}
+// No lock: a thread of the parent that held it would hold it in a forked child for ever.
+std::atomic<KeylessContext*> keyless;
 
-// Makes the context, which goes when the module is unloaded, before the TLS library's own end,
-// which was registered earlier. Without it keys are decoded in vain.
-void makeKeylessContext() {
-  keyless.library = OSSL_LIB_CTX_new();
-  if (keyless.library == nullptr) return;
-  keyless.provider = OSSL_PROVIDER_load(keyless.library, "null");
-  if (keyless.provider == nullptr || std::atexit(freeKeylessContext) != 0) freeKeylessContext();
+void freeKeylessContext() { delete keyless.exchange(nullptr); }
+
+// Returns the context, null when it cannot be made. It goes when the module is unloaded, before the
+// TLS library's own end, which was registered earlier.
+const KeylessContext* keylessContext() {
+  KeylessContext* known = keyless.load();
+  if (known != nullptr) return known;
+  auto made = std::make_unique<KeylessContext>();
+  if (made->provider == nullptr) return nullptr;
+  // Another thread may have been faster.
+  if (!keyless.compare_exchange_strong(known, made.get())) return known;
+  const KeylessContext* const context = made.release();
+  if (std::atexit(freeKeylessContext) == 0) return context;
+  freeKeylessContext();
+  return nullptr;
 }
 
 // Returns a certificate to parse into, null to let the parser make one that decodes its key.
 X509* newCertificate() {
-  if (keyless.library == nullptr) makeKeylessContext();
-  return keyless.library == nullptr ? nullptr : X509_new_ex(keyless.library, nullptr);
+  const KeylessContext* const context = keylessContext();
+  return context == nullptr ? nullptr : X509_new_ex(context->library, nullptr);
 }
 
 #else
