@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "log/product_folder.h"
+
 namespace diagnosis {
 namespace {
 
@@ -81,7 +83,8 @@ std::string giveBack(const std::string& path, const struct stat& status) {
   if (home == nullptr || stat(home, &homeStatus) != 0 || homeStatus.st_uid != geteuid()) return "";
   if (status.st_uid == geteuid()) return "allow it: chmod u+rwX " + quoted(path);
   // What a folder above the product's holds besides is not this project's matter.
-  const bool takesAll = S_ISDIR(status.st_mode) && path.find("/Orvix") != std::string::npos;
+  const bool takesAll =
+      S_ISDIR(status.st_mode) && (path + '/').starts_with(brivasign::productFilePath(""));
   return std::string("give it back: sudo chown ").append(takesAll ? "-R " : "") +
          userName(geteuid()) + " " + quoted(path);
 }
