@@ -19,28 +19,71 @@ expect() {
 }
 
 edit() { perl -pi -e "$1" "$hosts"; }
+# Puts a CA in place of an anchor, with these extensions and what opens its text replaced by $1.
+ca() {
+  openssl req -x509 -key "$pki/ca.key" -subj /CN=x "${@:2}" -out new.pem 2>/dev/null
+  perl -0pe "$1" new.pem >$anchors/05.pem
+}
+script=(-P "$source/cmake/deployment.cmake")
+# Ends what reads a pipe for ever. Nothing is denied to root.
+user=(perl -e 'alarm 30; exec @ARGV')
+[[ $(id -u) -ne 0 ]] || user+=(setpriv --bounding-set=-dac_override,-dac_read_search)
 while IFS='|' read -r change sentence; do
   rm -rf d && cp -r "$source/src/service/deployment" d && eval "$change"
-  expect "$sentence" "$cmake" -DDEPLOYMENT_DIR="$scratch/d" -DDEPLOYMENT_SOURCE="$scratch/out.cpp" \
-    -P "$source/cmake/deployment.cmake"
+  expect "$sentence" "${user[@]}" "$cmake" -DDEPLOYMENT_DIR="$scratch/d" \
+    -DDEPLOYMENT_SOURCE="$scratch/out.cpp" "${script[@]}"
+  chmod -R u+rwX d 2>/dev/null || true
 done <<'TABLE'
-rm -r d|no such deployment folder
-rm $hosts|environments.txt: not found
-edit 's/443/http/ if $. == 3'|environments.txt:3: expected
-edit 's/^.* // if $. == 4'|environments.txt:4: expected
+rm -r d|d: does not exist
+rm $hosts|environments.txt: does not exist
+rm $hosts; mkfifo $hosts|environments.txt: is a named pipe
+rm $hosts; mkdir $hosts|environments.txt: is a folder
+chmod 0 $hosts|environments.txt: is a file that
+ln -sf nowhere $hosts|environments.txt: is a link
+: >$hosts|environments.txt: is empty
+echo '#' >$hosts|environments.txt:1: ends after 0
+perl -0pi -e 's/^/\xEF\xBB\xBF/' $hosts|environments.txt:1: begins with a byte order mark
+perl -0pi -e 's/(.)/$1\0/sg' $hosts|environments.txt:1: is in UTF-16
+edit 's/443/http/ if $. == 3'|environments.txt:3: expected "<host> <port>", found
+edit 's/^.* // if $. == 4'|environments.txt:4: expected "<host> <port>", found "443"
+edit 's,^,https://, if $. == 3'|: leave out the scheme
+edit 's/ 443/:443/ if $. == 3'|: write a blank in place of the colon
+edit 's/$/ # why/ if $. == 3'|: a comment needs a line
+edit 's/ 443/\xC2\xA0443/ if $. == 3'|: it holds what is not ASCII
+edit 's/^[a-z.]*/..../ if $. == 3'|environments.txt:3: "...." is no host name
+edit 's/^/-/ if $. == 6'|environments.txt:6: "-test.quorvent.invalid" is no host name
+edit 's/443/0443/ if $. == 4'|environments.txt:4: "0443" is no port
 edit 's/443/0/ if $. == 4'|environments.txt:4: "0" is no port
 edit 's/443/65536/ if $. == 5'|environments.txt:5: "65536" is no port
 edit '$_ = "" if $. == 6'|environments.txt:5: ends after 3
 echo "x 1" >>$hosts|environments.txt:7: a fifth
-echo damaged >$anchors/05.pem|05.pem:1: expected one
-perl -pi -e 's/M/A/ if $. == 2' $anchors/06*|06-isrg-root-x1.pem:1: the certificate is damaged
-cp "$pki/server.pem" $anchors/05.pem|05.pem:1: the certificate of no CA
-mv $anchors/06* $anchors/06.PEM|06.PEM: is no *.pem
+rm -r $anchors|trust-anchors: does not exist
+rm -r $anchors; : >$anchors|trust-anchors: is no folder
+chmod 0 $anchors|trust-anchors: is a folder that
 rm $anchors/*|trust-anchors: holds no
+mv $anchors/06* $anchors/06.PEM|06.PEM: is not called
+cp $anchors/06* "$anchors/a;b.pem"|a;b.pem: a file name with ;
+mkfifo $anchors/05.pem|05.pem: is a named pipe
+mkdir $anchors/05.pem|05.pem: is a folder
+ln -s nowhere $anchors/05.pem|05.pem: is a link
+ca ''; chmod 0 $anchors/05.pem|05.pem: is a file that
+echo damaged >$anchors/05.pem|05.pem: holds no certificate
+cp "$pki/ca.key" $anchors/05.pem|but one "-----BEGIN
+cat $anchors/06* $anchors/07* >$anchors/05.pem|05.pem: holds 2 certificates
+ca '' -outform DER|05.pem: is in DER
+ca 's/^/ /mg'|05.pem: is indented
+ca 's/M/!/'|05.pem: is damaged
+ca 's/-----END.*//'|05.pem: is damaged
+perl -pi -e 's/M/A/ if $. == 2' $anchors/06*|06-isrg-root-x1.pem: the certificate is damaged; openssl
+ca 's/.{9}(?=\n-----END)/AAAAAAAAA/'|05.pem: the certificate is damaged; its signature
+cp "$pki/server.pem" $anchors/05.pem|: its basicConstraints
+ca '' -addext keyUsage=digitalSignature|: its keyUsage
+ca '' -addext extendedKeyUsage=clientAuth|: its extendedKeyUsage
 touch $anchors/.DS_Store|
 edit 's/.*/# [a; comment/ if $. == 1'|
 edit 's/$/\n \t\r/ if $. == 3; s/443/65535/ if $. == 5; s/qu/q_/ if $. == 6'|
 TABLE
+expect "DEPLOYMENT_DIR and DEPLOYMENT_SOURCE must" "$cmake" "${script[@]}"
 [[ $(sed -nE 's/^ *[{]"([^"]*)", "([^"]*)", "([^"]*).*/\1 \2 \3/p' out.cpp) == \
   "development.quorvent.invalid 443 maquinaIdDes
 homologation.quorvent.invalid 443 maquinaIdHom
@@ -52,7 +95,7 @@ configure() { expect "$1" "$cmake" -S "$source" -B b -DORVIX_DEVELOPMENT=OFF "${
 configure "-DORVIX_DEPLOYMENT: unknown to this build, whose own options are ORVIX_" \
   -DORVIX_DEPLOYMENT=d
 configure "-DOPENSSL_ROOTDIR: unknown" -DOPENSSL_ROOTDIR=/
-configure "$scratch/e\": no such" -DORVIX_DEPLOYMENT_DIR:PATH=e
+configure "$scratch/e: does not exist" -DORVIX_DEPLOYMENT_DIR:PATH=e
 configure "" -DORVIX_DEPLOYMENT_DIR=d -DOPENSSL_ROOT_DIR=
 # The first of May 2021.
 "$cmake" -DNOW=1619827200 -P b/summary.cmake >summary
