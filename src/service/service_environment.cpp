@@ -1,5 +1,6 @@
 #include "service/service_environment.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 
@@ -29,7 +30,8 @@ std::string readMachineId(std::int32_t index) {
   const ServiceEnvironment& environment = serviceEnvironments[static_cast<std::size_t>(index)];
   std::ifstream file(productFilePath(environment.machineIdFile));
   std::string identifier;
-  std::getline(file, identifier);
+  // Not std::getline, which takes a lack of memory for the line's end.
+  for (int c; (c = file.get()) != EOF && c != '\n';) identifier.push_back(static_cast<char>(c));
   return identifier;
 }
 

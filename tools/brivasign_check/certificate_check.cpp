@@ -113,8 +113,8 @@ Finding checkFile(std::uint64_t id) {
   const FileLook look = lookBeforeReading(brivasign::certificateFilePath(id));
   switch (look.state) {
     case FileState::MISSING:
-      return {Status::WRONG, "certificate.missing", "leads nowhere, or has just been removed",
-              FETCH_AGAIN};
+      return {Status::WRONG, "certificate.missing",
+              look.message.empty() ? "has just been removed" : look.message, FETCH_AGAIN};
     case FileState::NO_FILE:
       return {Status::WRONG, "certificate.not-a-file",
               look.message + (look.isPipe ? ": applications wait for it for ever"
@@ -153,10 +153,12 @@ Finding checkEntry(const std::string& name) {
             number + ": applications see " + file.filename().string() + " more than once", RENAME,
             facts};
   }
+  // Another name may count as this number for want of a better.
+  const bool isPadded = name.substr(name.find_first_not_of('0')) == file.filename();
   return {Status::WRONG, "certificate.misnamed",
-          number + ", whose file would be " + file.filename().string() +
-              ": applications see an object that cannot be read",
-          RENAME, facts};
+          number + ", for which \"" + file.filename().string() +
+              "\" is looked for and missing: applications see an object that cannot be read",
+          isPadded ? "rename it to " + file.filename().string() : RENAME, facts};
 }
 
 }  // namespace

@@ -69,21 +69,31 @@ Finding checkConnection(const std::vector<Address>& addresses, const std::string
             "for minutes when they sign"};
   }
   return {Status::WRONG, "connection.failed", message,
-          "look whether a firewall blocks this host and port and whether the service is running"};
+          place.starts_with("localhost ") ? "start local-signing-service"
+                                          : "look whether a firewall blocks this host and port and "
+                                            "whether the service is running"};
 }
 
 }  // namespace
 
 Findings checkChannel(const brivasign::ServiceEnvironment& environment, const TimeLimit& limit) {
   std::vector<Address> addresses;
-  Findings findings = {checkName(environment, limit, addresses)};
-  if (addresses.empty()) return findings;
-
   Socket socket;
   const std::string place = std::string(environment.host) + " port " + environment.port;
+  const Finding unconnected = {Status::NOTE, "secure-channel.unseen",
+                               "not tried, because there is no connection"};
+  Findings findings = {checkName(environment, limit, addresses)};
+  if (addresses.empty()) {
+    findings.push_back(
+        {Status::NOTE, "connection.unseen", "not tried, because there is no address"});
+    findings.push_back(unconnected);
+    return findings;
+  }
   findings.push_back(checkConnection(addresses, place, limit, socket));
-  if (socket.get() < 0) return findings;
-
+  if (socket.get() < 0) {
+    findings.push_back(unconnected);
+    return findings;
+  }
   auto handshake = limit.run("the handshake with " + place,
                              [socket = std::move(socket), host = environment.host] {
                                return checkHandshake(socket.get(), host);

@@ -17,7 +17,7 @@ constexpr std::array<const char*, brivasign::ENVIRONMENT_COUNT> ENVIRONMENT_NAME
     "development", "homologation", "production", "test"};
 
 constexpr const char* ENVIRONMENT_ADVICE =
-    "remove the file to use production, or write one digit into it: 0 development, "
+    "remove it to use production, or put one digit into a file of this name: 0 development, "
     "1 homologation, 2 production, 3 test";
 
 constexpr const char* WAITS = ": signing waits for it for ever";
@@ -40,8 +40,14 @@ bool beginsWithNumber(const std::string& line) {
   return end != line.c_str();
 }
 
-// Judges a choice that the file may have made.
-Finding judge(const brivasign::EnvironmentChoice& choice) {
+// Returns whether editors have marked `line` as the start of a text in UTF-8 or UTF-16.
+bool beginsWithMark(const std::string& line) {
+  return line.starts_with("\xEF\xBB\xBF") || line.starts_with("\xFF\xFE") ||
+         line.starts_with("\xFE\xFF");
+}
+
+// Judges a choice that the file, of `size` bytes, may have made.
+Finding judge(const brivasign::EnvironmentChoice& choice, std::int64_t size) {
   const std::string name = ENVIRONMENT_NAMES[static_cast<std::size_t>(choice.index)];
   if (!choice.line) {
     return {Status::OK, "environment.default", name + ", because there is no such file"};
@@ -52,10 +58,12 @@ Finding judge(const brivasign::EnvironmentChoice& choice) {
             "says " + line + ", which is no environment: " + name + " is used", ENVIRONMENT_ADVICE};
   }
   if (!beginsWithNumber(*choice.line)) {
+    std::string cause = "its first line, " + line + ", begins with no number";
+    if (beginsWithMark(*choice.line)) cause = line + " begins with a byte order mark";
+    if (choice.line->empty()) cause = "its first line is empty";
+    if (size == 0) cause = "is empty";
     return {Status::WRONG, "environment.no-number",
-            "its first line, " + line + ", begins with no number, which counts as 0: " + name +
-                " is used",
-            ENVIRONMENT_ADVICE};
+            cause + ", which counts as 0: " + name + " is used", ENVIRONMENT_ADVICE};
   }
   return {Status::OK, "environment.ok", name + ", because it says " + line};
 }
@@ -64,21 +72,30 @@ EnvironmentCheck readEnvironment() {
   const FileLook look = lookBeforeReading(brivasign::productFilePath(FILE_NAME));
   switch (look.state) {
     case FileState::NO_FILE:
+      if (look.isFolder) {
+        return {brivasign::ENV_DEVELOPMENT,
+                {Status::WRONG, "environment.not-a-file",
+                 look.message + ", which counts as 0: development is used", ENVIRONMENT_ADVICE}};
+      }
       return {.finding = {Status::WRONG, "environment.not-a-file",
                           look.message + (look.isPipe ? WAITS : ": signing may go elsewhere"),
                           ENVIRONMENT_ADVICE}};
     case FileState::TOO_LARGE:
-      return {
-          .finding = {Status::WRONG, "environment.too-large", look.message, ENVIRONMENT_ADVICE}};
+      return {.finding = {Status::WRONG, "environment.too-large",
+                          look.message + ": it was not read, and may select any environment",
+                          ENVIRONMENT_ADVICE}};
     case FileState::DENIED:
       return {.finding = {Status::WRONG, "environment.denied",
                           look.message + ": production is used", look.advice}};
     case FileState::MISSING:
+      if (look.message.empty()) break;
+      return {.finding = {Status::WRONG, "environment.missing",
+                          look.message + ": production is used", ENVIRONMENT_ADVICE}};
     case FileState::USABLE:
       break;
   }
   const brivasign::EnvironmentChoice choice = brivasign::readEnvironmentChoice();
-  return {choice.index, judge(choice)};
+  return {choice.index, judge(choice, look.size)};
 }
 
 // Looks at the machine identifier in `file`, that of environment `index`.
@@ -88,7 +105,11 @@ Finding checkMachineId(const char* file, std::int32_t index) {
       "register this computer with the companion application in this environment";
   switch (look.state) {
     case FileState::MISSING:
-      return {Status::WRONG, "machine-identifier.missing", "there is no such file", REGISTER};
+      if (look.message.empty()) {
+        return {Status::WRONG, "machine-identifier.missing", "there is no such file", REGISTER};
+      }
+      return {Status::WRONG, "machine-identifier.missing", look.message,
+              look.advice + " and " + REGISTER};
     case FileState::NO_FILE:
       return {Status::WRONG, "machine-identifier.not-a-file",
               look.message + (look.isPipe ? WAITS : ": signing goes without it"),
@@ -96,20 +117,32 @@ Finding checkMachineId(const char* file, std::int32_t index) {
     case FileState::DENIED:
       return {Status::WRONG, "machine-identifier.denied", look.message, look.advice};
     case FileState::TOO_LARGE:
-      return {Status::WRONG, "machine-identifier.too-large", look.message, look.advice};
+      return {Status::WRONG, "machine-identifier.too-large", look.message,
+              look.advice + " and " + REGISTER};
     case FileState::USABLE:
       break;
   }
   const std::string identifier = brivasign::readMachineId(index);
   if (identifier.empty()) {
-    return {Status::WRONG, "machine-identifier.empty", "its first line is empty", REGISTER};
+    return {Status::WRONG, "machine-identifier.empty",
+            look.size == 0 ? "is empty" : "its first line is empty", REGISTER};
   }
   // It becomes a header's value as it stands.
+  constexpr const char* WRITE_ANEW = "write the file anew without it, or register again";
   if (!std::all_of(identifier.begin(), identifier.end(), isPlain)) {
-    return {Status::WRONG, "machine-identifier.unprintable",
-            "its first line holds what is no printable character of ASCII",
-            "write the file anew, without a carriage return at the line's end and without a byte "
-            "order mark, or register again"};
+    std::string what = "what is no printable character of ASCII";
+    if (identifier.find('\r') != std::string::npos) what = "a carriage return";
+    if (beginsWithMark(identifier)) what = "a byte order mark";
+    return {Status::WRONG, "machine-identifier.unprintable", "its first line holds " + what,
+            WRITE_ANEW};
+  }
+  if (identifier.find_first_not_of(' ') == std::string::npos) {
+    return {Status::WRONG, "machine-identifier.blank", "its first line holds nothing but blanks",
+            REGISTER};
+  }
+  if (identifier.starts_with(' ') || identifier.ends_with(' ')) {
+    return {Status::WRONG, "machine-identifier.blank", "its first line begins or ends with a blank",
+            WRITE_ANEW};
   }
   return {Status::OK, "machine-identifier.ok",
           "holds " + std::to_string(identifier.size()) + " characters, which are not shown"};
@@ -124,13 +157,12 @@ EnvironmentCheck checkEnvironment(bool hasFolder, const TimeLimit& limit) {
                 .value_or(EnvironmentCheck{.finding = {Status::WRONG, "environment.timeout",
                                                        limit.exceeded(), DISK_ADVICE}});
   } else {
-    check.finding = {Status::OK, "environment.default",
-                     "production, because nothing in the product folder can be read"};
+    check.finding = {Status::NOTE, "environment.unseen", UNSEEN};
   }
   const auto index = static_cast<std::size_t>(check.index);
   const brivasign::ServiceEnvironment& environment = brivasign::serviceEnvironments[index];
   check.finding.entry = FILE_NAME;
-  if (check.finding.status == Status::WRONG) {
+  if (check.finding.status != Status::OK) {
     check.finding.message.append("; what follows is about ").append(ENVIRONMENT_NAMES[index]);
   }
   check.finding.facts = {{"environment", ENVIRONMENT_NAMES[index]},

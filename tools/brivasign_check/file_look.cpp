@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <system_error>
 
@@ -27,30 +28,65 @@ std::string nameOf(int rights) {
   return rights == W_OK ? "write" : "read";
 }
 
+struct User {
+  std::string name;
+  std::string home{};
+};
+
+User userOf(uid_t id) {
+  passwd entry = {};
+  passwd* found = nullptr;
+  std::array<char, 4096> buffer{};
+  if (getpwuid_r(id, &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) {
+    return {found->pw_name, found->pw_dir};
+  }
+  return {std::to_string(id)};
+}
+
+// Returns whether `home`, the value of HOME, is this user's: by its owner, or, since root may have
+// taken it, by what the system has noted.
+bool isOwn(const std::string& home) {
+  struct stat status = {};
+  return (stat(home.c_str(), &status) == 0 && status.st_uid == geteuid()) ||
+         home == userOf(geteuid()).home;
+}
+
 }  // namespace
 
 FileLook lookAt(const std::string& path, int rights) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
-    if (errno == ENOENT) return {.state = FileState::MISSING};
+    const int error = errno;
+    if (isDeadLink(path)) {
+      return {.state = FileState::MISSING, .message = DEAD_LINK, .advice = "remove the link"};
+    }
+    if (error == ENOENT) return {.state = FileState::MISSING};
     return {.state = FileState::DENIED,
-            .message = "cannot be reached: " + std::system_category().message(errno),
+            .message = "cannot be reached: " + std::system_category().message(error),
             .advice = "look at the folders on the way to it and at the disk that holds them"};
   }
   if (!S_ISREG(status.st_mode)) {
     return {.state = FileState::NO_FILE,
             .message = "is " + kindOf(status.st_mode) + ", not a file",
             .advice = "remove it",
-            .isPipe = S_ISFIFO(status.st_mode)};
+            .isPipe = S_ISFIFO(status.st_mode),
+            .isFolder = S_ISDIR(status.st_mode)};
   }
-  if (access(path.c_str(), rights) == 0) return {.size = status.st_size};
-  if (errno == EACCES) {
+  int denied = 0;
+  int error = 0;
+  for (const int right : {R_OK, W_OK}) {
+    if ((rights & right) == 0 || access(path.c_str(), right) == 0) continue;
+    denied |= right;
+    error = errno;
+  }
+  if (denied == 0) return {.size = status.st_size};
+  if (error == EACCES) {
     return {.state = FileState::DENIED,
-            .message = denial(status, nameOf(rights) + " it"),
+            .message = denial(status, nameOf(denied) + " it"),
             .advice = giveBack(path, status)};
   }
   return {.state = FileState::DENIED,
-          .message = "cannot be used: " + std::system_category().message(errno),
+          .message = "cannot be used: " + std::system_category().message(error),
           .advice = DISK_ADVICE};
 }
 
@@ -62,31 +98,37 @@ FileLook lookBeforeReading(const std::string& path) {
           .advice = "look what it holds, and remove it"};
 }
 
-std::string userName(uid_t id) {
-  passwd entry = {};
-  passwd* found = nullptr;
-  std::array<char, 4096> buffer{};
-  if (getpwuid_r(id, &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) {
-    return found->pw_name;
-  }
-  return std::to_string(id);
+std::string userName(uid_t id) { return userOf(id).name; }
+
+bool isDeadLink(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) != 0 && errno == ENOENT && lstat(path.c_str(), &status) == 0;
 }
 
 std::string denial(const struct stat& status, const std::string& what) {
-  return "belongs to " + userName(status.st_uid) + ", and " + userName(geteuid()) + " may not " +
+  const std::string user = userName(geteuid());
+  std::array<char, sizeof "7777"> mode{};
+  std::snprintf(mode.data(), mode.size(), "%03o", static_cast<unsigned>(status.st_mode & 07777U));
+  const std::string owner = "belongs to " + userName(status.st_uid) + " (mode " + mode.data() + ")";
+  return owner + (status.st_uid == geteuid() ? ", and even so " : ", and ") + user + " may not " +
          what;
 }
 
 std::string giveBack(const std::string& path, const struct stat& status) {
-  const char* const home = std::getenv("HOME");
-  struct stat homeStatus = {};
-  if (home == nullptr || stat(home, &homeStatus) != 0 || homeStatus.st_uid != geteuid()) return "";
-  if (status.st_uid == geteuid()) return "allow it: chmod u+rwX " + quoted(path);
+  const char* const variable = std::getenv("HOME");
+  std::string home = variable == nullptr ? "" : variable;
+  while (home.ends_with('/')) home.pop_back();
+  if (!isOwn(home)) return "";
+  if (home.starts_with(path + '/')) return "let users through: sudo chmod a+x " + quoted(path);
   // What a folder above the product's holds besides is not this project's matter.
-  const bool takesAll =
-      S_ISDIR(status.st_mode) && (path + '/').starts_with(brivasign::productFilePath(""));
-  return std::string("give it back: sudo chown ").append(takesAll ? "-R " : "") +
-         userName(geteuid()) + " " + quoted(path);
+  const bool isFolder = S_ISDIR(status.st_mode);
+  const bool takesAll = isFolder && (path + '/').starts_with(brivasign::productFilePath(""));
+  const std::string all = takesAll ? "-R " : "";
+  const mode_t needed = isFolder ? S_IRWXU : S_IRUSR | S_IWUSR;
+  const std::string allow = "chmod " + all + "u+rwX " + quoted(path);
+  if (status.st_uid == geteuid()) return "allow it: " + allow;
+  return "give it back: sudo chown " + all + userName(geteuid()) + " " + quoted(path) +
+         ((status.st_mode & needed) == needed ? "" : " && " + allow);
 }
 
 std::string quoted(const std::string& path) {

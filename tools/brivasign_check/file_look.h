@@ -20,9 +20,10 @@ enum class FileState {
 // What a file looks like from outside.
 struct FileLook {
   FileState state = FileState::USABLE;
-  std::string message{};  // why it is not usable; empty when it is missing
+  std::string message{};  // why it is not usable; empty when nothing bears the name
   std::string advice{};   // what to do about it
   bool isPipe = false;
+  bool isFolder = false;
   std::int64_t size = 0;  // in bytes
 };
 
@@ -36,11 +37,17 @@ FileLook lookBeforeReading(const std::string& path);
 // Returns the name of user `id`; its number when it has none.
 std::string userName(uid_t id);
 
+// Returns whether a link bears the name `path` and what it leads to is missing.
+bool isDeadLink(const std::string& path);
+
+// Says that a link is dead.
+inline constexpr const char* DEAD_LINK = "is a link that leads nowhere";
+
 // Says that this user may not do `what` with a file or folder of `status`, "read it" for instance.
 std::string denial(const struct stat& status, const std::string& what);
 
-// Returns what lets this user use `path`, which has `status` and is denied: a command of the shell;
-// nothing when the home folder is somebody else's.
+// Returns what lets this user use `path`, which has `status` and is denied: commands of the shell;
+// nothing when HOME is somebody else's.
 std::string giveBack(const std::string& path, const struct stat& status);
 
 // Returns `path` in quotes of the shell.

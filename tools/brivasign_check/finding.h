@@ -27,6 +27,9 @@ struct Finding {
   std::string entry{};  // the file that it is about; empty when the area says it all
 };
 
+// Says of what lies in the product folder that the folder keeps it from being looked at.
+inline constexpr const char* UNSEEN = "not looked at, because the product folder cannot be used";
+
 using Findings = std::vector<Finding>;
 
 }  // namespace diagnosis

@@ -39,6 +39,11 @@ Way wayTo(const std::string& folder) {
   return way;
 }
 
+// Tells of a `way` that ends at what is missing: `sentence`, unless a link is to blame.
+std::string missing(const Way& way, const std::string& sentence) {
+  return isDeadLink(way.end) ? way.end + " " + DEAD_LINK : sentence;
+}
+
 // Tells why `way` ends before its folder, but for what is missing or no folder.
 std::string reasonOf(const Way& way) {
   if (way.error != EACCES) {
@@ -62,8 +67,12 @@ Finding checkHome() {
             OWN_HOME};
   }
   const Way way = wayTo(home);
-  if (way.error == ENOENT || way.error == ENOTDIR) {
-    return {Status::WRONG, "home.missing", std::string("there is no folder ") + home, OWN_HOME};
+  if (way.error == ENOENT) {
+    return {Status::WRONG, "home.missing", missing(way, std::string("there is no folder ") + home),
+            OWN_HOME};
+  }
+  if (way.error == ENOTDIR) {
+    return {Status::WRONG, "home.not-a-folder", way.end + " is no folder", OWN_HOME};
   }
   if (way.error != 0) {
     const std::string advice = adviceFor(way);
@@ -71,8 +80,11 @@ Finding checkHome() {
   }
   if (way.status.st_uid != geteuid() && geteuid() != 0) {
     const std::string owner = userName(way.status.st_uid);
+    const std::string advice = giveBack(home, way.status);
     return {Status::NOTE, "home.foreign", std::string(home) + " belongs to " + owner,
-            "if it is the application of " + owner + " that does not work, run this as " + owner};
+            advice.empty() ? "if it is the application of " + owner +
+                                 " that does not work, run this as " + owner
+                           : advice};
   }
   return {Status::OK, "home.ok", home};
 }
@@ -82,7 +94,7 @@ Finding checkProductFolder() {
   path.pop_back();
   const Way way = wayTo(path);
   if (way.error == ENOENT) {
-    return {Status::WRONG, "product-folder.missing", path + " does not exist",
+    return {Status::WRONG, "product-folder.missing", missing(way, path + " does not exist"),
             "install and start the companion application as this user: it creates the folder"};
   }
   if (way.error == ENOTDIR) {
@@ -104,7 +116,10 @@ Finding checkProductFolder() {
 
 Findings checkFolders() {
   Findings findings = {checkHome()};
-  if (findings.front().status != Status::WRONG) findings.push_back(checkProductFolder());
+  findings.push_back(findings.front().status != Status::WRONG
+                         ? checkProductFolder()
+                         : Finding{Status::NOTE, "product-folder.unseen",
+                                   "not looked at, because the home folder cannot be used"});
   return findings;
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <optional>
@@ -16,11 +17,14 @@ namespace {
 
 constexpr const char* LOG = "orvix.log";
 constexpr const char* UPDATE_FLAG = "atualizar";
+constexpr const char* KEPT_BY_LINK = ": it is written only if what it leads to can be made";
 constexpr std::size_t LINE_COUNT = 10;
 constexpr std::size_t LONGEST_LINE = 200;      // bytes
 constexpr std::streamoff MOST_READ = 262'144;  // bytes; replies of the service can be long
 constexpr std::int64_t MIB = 1 << 20;
 constexpr std::int64_t LARGE = 10 * MIB;
+
+bool isSeen(char c) { return c > ' ' && c < 0x7F; }
 
 // Returns the machine identifiers of this computer; nothing when there is one that cannot be read.
 std::optional<std::vector<std::string>> secrets() {
@@ -31,7 +35,10 @@ std::optional<std::vector<std::string>> secrets() {
     if (look.state == FileState::MISSING || look.state == FileState::NO_FILE) continue;
     if (look.state != FileState::USABLE) return std::nullopt;
     std::string identifier = brivasign::readMachineId(static_cast<std::int32_t>(i));
-    while (identifier.ends_with('\r')) identifier.pop_back();
+    // What cannot be seen around it, the service may leave out.
+    while (!identifier.empty() && !isSeen(identifier.back())) identifier.pop_back();
+    identifier.erase(identifier.begin(),
+                     std::find_if(identifier.begin(), identifier.end(), isSeen));
     if (!identifier.empty()) identifiers.push_back(identifier);
   }
   return identifiers;
@@ -71,7 +78,10 @@ Finding judge(const std::string& path, const FileLook& look) {
   switch (look.state) {
     case FileState::MISSING:
       return {Status::NOTE, "log.missing",
-              "there is none: nothing has been signed or failed, or it could not be written"};
+              look.message.empty()
+                  ? "there is none: nothing has been signed or failed, or it could not be written"
+                  : look.message + KEPT_BY_LINK,
+              look.advice};
     case FileState::NO_FILE:
       if (look.isPipe) {
         return {Status::WRONG, "log.pipe",
@@ -112,7 +122,10 @@ Finding lookAtUpdateFlag() {
   const std::string unset = ": an update that the service announces is not noted";
   switch (look.state) {
     case FileState::MISSING:
-      return {Status::OK, "update-flag.ok", "there is none: no update has been noted"};
+      if (look.message.empty()) {
+        return {Status::OK, "update-flag.ok", "there is none: no update has been noted"};
+      }
+      return {Status::NOTE, "update-flag.missing", look.message + KEPT_BY_LINK, look.advice};
     case FileState::NO_FILE:
       if (look.isPipe) {
         return {Status::WRONG, "update-flag.pipe",

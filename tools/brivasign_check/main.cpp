@@ -107,9 +107,13 @@ diagnosis::Report diagnose(const std::string& program, const diagnosis::TimeLimi
   const bool hasFolder = report.isWell();
   const diagnosis::EnvironmentCheck environment = diagnosis::checkEnvironment(hasFolder, limit);
   report.findings.push_back(environment.finding);
+  using diagnosis::Status;
   if (hasFolder) {
     append(report.findings, diagnosis::checkMachineIds(environment.index, limit));
     append(report.findings, diagnosis::checkCertificates(limit));
+  } else {
+    append(report.findings, {{Status::NOTE, "machine-identifier.unseen", diagnosis::UNSEEN},
+                             {Status::NOTE, "certificate-folder.unseen", diagnosis::UNSEEN}});
   }
   append(report.findings,
          diagnosis::checkChannel(
@@ -120,6 +124,9 @@ diagnosis::Report diagnose(const std::string& program, const diagnosis::TimeLimi
     diagnosis::LogCheck log = diagnosis::checkLog(limit);
     report.findings.push_back(log.finding);
     report.logLines = std::move(log.lines);
+  } else {
+    append(report.findings, {{Status::NOTE, "update-flag.unseen", diagnosis::UNSEEN},
+                             {Status::NOTE, "log.unseen", diagnosis::UNSEEN}});
   }
   return report;
 }

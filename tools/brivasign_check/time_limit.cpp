@@ -1,5 +1,6 @@
 #include "brivasign_check/time_limit.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +14,15 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds MOMENT{300};
-constexpr std::size_t WIDTH = 72;  // a longer line would not be wiped as a whole
+constexpr std::size_t WIDTH = 72;  // without the dots of a line that is cut
+
+// Returns how long a line may be so that it is wiped as a whole.
+std::size_t fittingWidth() {
+  constexpr std::size_t DOTS_AND_CURSOR = 4;
+  winsize size = {};
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col <= DOTS_AND_CURSOR) return WIDTH;
+  return std::min(WIDTH, size.ws_col - DOTS_AND_CURSOR);
+}
 
 // A line on the terminal for as long as it lives.
 class PassingLine {
@@ -42,8 +51,9 @@ bool TimeLimit::isDone(const std::string& what,
                        const std::function<bool(milliseconds)>& isDoneWithin) const {
   const milliseconds quiet = std::min(MOMENT, milliseconds(limit_));
   if (isDoneWithin(quiet)) return true;
-  const PassingLine line(cutTo(
-      WIDTH, printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what)));
+  const PassingLine line(
+      cutTo(fittingWidth(),
+            printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what)));
   return isDoneWithin(limit_ - quiet);
 }
 
