@@ -34,6 +34,10 @@ Listing listEntries() {
   const brivasign::DirectoryPtr directory = brivasign::openCertificateDirectory();
   const int error = directory == nullptr ? errno : 0;
   struct stat status = {};
+  if (error == ENOENT && isDeadLink(path)) {
+    return {
+        .obstacle = {{Status::WRONG, "certificate-folder.missing", DEAD_LINK, DEAD_LINK_ADVICE}}};
+  }
   if (error == ENOENT) {
     return {.obstacle = {{Status::WRONG, "certificate-folder.missing", "there is no such folder",
                           "start the companion application, which creates and fills it"}}};

@@ -109,7 +109,7 @@ Finding checkMachineId(const char* file, std::int32_t index) {
         return {Status::WRONG, "machine-identifier.missing", "there is no such file", REGISTER};
       }
       return {Status::WRONG, "machine-identifier.missing", look.message,
-              look.advice + " and " + REGISTER};
+              look.advice + ", and " + REGISTER};
     case FileState::NO_FILE:
       return {Status::WRONG, "machine-identifier.not-a-file",
               look.message + (look.isPipe ? WAITS : ": signing goes without it"),

@@ -24,7 +24,7 @@ std::string kindOf(mode_t mode) {
 }
 
 std::string nameOf(int rights) {
-  if (rights == (R_OK | W_OK)) return "read and write";
+  if (rights == (R_OK | W_OK)) return "read or write";
   return rights == W_OK ? "write" : "read";
 }
 
@@ -58,7 +58,7 @@ FileLook lookAt(const std::string& path, int rights) {
   if (stat(path.c_str(), &status) != 0) {
     const int error = errno;
     if (isDeadLink(path)) {
-      return {.state = FileState::MISSING, .message = DEAD_LINK, .advice = "remove the link"};
+      return {.state = FileState::MISSING, .message = DEAD_LINK, .advice = DEAD_LINK_ADVICE};
     }
     if (error == ENOENT) return {.state = FileState::MISSING};
     return {.state = FileState::DENIED,

@@ -40,8 +40,10 @@ std::string userName(uid_t id);
 // Returns whether a link bears the name `path` and what it leads to is missing.
 bool isDeadLink(const std::string& path);
 
-// Says that a link is dead.
+// Say so, and what to do.
 inline constexpr const char* DEAD_LINK = "is a link that leads nowhere";
+inline constexpr const char* DEAD_LINK_ADVICE =
+    "bring back the file, folder or disk that it leads to, or remove the link";
 
 // Says that this user may not do `what` with a file or folder of `status`, "read it" for instance.
 std::string denial(const struct stat& status, const std::string& what);

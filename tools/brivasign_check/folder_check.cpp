@@ -39,11 +39,6 @@ Way wayTo(const std::string& folder) {
   return way;
 }
 
-// Tells of a `way` that ends at what is missing: `sentence`, unless a link is to blame.
-std::string missing(const Way& way, const std::string& sentence) {
-  return isDeadLink(way.end) ? way.end + " " + DEAD_LINK : sentence;
-}
-
 // Tells why `way` ends before its folder, but for what is missing or no folder.
 std::string reasonOf(const Way& way) {
   if (way.error != EACCES) {
@@ -67,9 +62,11 @@ Finding checkHome() {
             OWN_HOME};
   }
   const Way way = wayTo(home);
+  if (way.error == ENOENT && isDeadLink(way.end)) {
+    return {Status::WRONG, "home.missing", way.end + " " + DEAD_LINK, DEAD_LINK_ADVICE};
+  }
   if (way.error == ENOENT) {
-    return {Status::WRONG, "home.missing", missing(way, std::string("there is no folder ") + home),
-            OWN_HOME};
+    return {Status::WRONG, "home.missing", std::string("there is no folder ") + home, OWN_HOME};
   }
   if (way.error == ENOTDIR) {
     return {Status::WRONG, "home.not-a-folder", way.end + " is no folder", OWN_HOME};
@@ -93,8 +90,11 @@ Finding checkProductFolder() {
   std::string path = brivasign::productFilePath("");
   path.pop_back();
   const Way way = wayTo(path);
+  if (way.error == ENOENT && isDeadLink(way.end)) {
+    return {Status::WRONG, "product-folder.missing", way.end + " " + DEAD_LINK, DEAD_LINK_ADVICE};
+  }
   if (way.error == ENOENT) {
-    return {Status::WRONG, "product-folder.missing", missing(way, path + " does not exist"),
+    return {Status::WRONG, "product-folder.missing", path + " does not exist",
             "install and start the companion application as this user: it creates the folder"};
   }
   if (way.error == ENOTDIR) {
