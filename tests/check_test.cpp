@@ -76,7 +76,9 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "",
             "env HOME=/etc/passwd/home " LOCAL_CHECK},
            {"product-folder.missing " + UNSEEN, "rm -r ../Orvix"},
-           {"product-folder.missing " + UNSEEN, "cd ..; rm -r Orvix; ln -s no Orvix", {DEAD_LINK}},
+           {"product-folder.missing " + UNSEEN,
+            "cd ..; rm -r Orvix; ln -s Orvix Orvix",
+            {DEAD_LINK}},
            {"product-folder.denied " + UNSEEN, "chmod 0 ."},
            {"product-folder.read-only ", "chmod 555 ."},
            {"environment.unknown machine-identifier.missing certificate-folder.missing "
@@ -114,9 +116,9 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "certificate.too-large log.large ",
             "printf 'f00d\r\n' >maquinaId; head -c 11534336 /dev/zero >orvix.log; cd c*; cp 7.cer "
             "0042.cer; "
-            "cp 7.cer 07.cer; cp ~/expired.der 1.cer; echo >2.cer; cp ~/big.der 3.cer; "
+            "cp 7.cer 07.cer; cp ~/expired.der 1.cer; echo -----BEGIN >2.cer; cp ~/big.der 3.cer; "
             "head -c 2000000 /dev/zero >8.cer",
-            {"holds a carriage return", "for which \"42.cer\" is looked for"}},
+            {"holds a carriage return", "2.cer: is in PEM", "for which \"42.cer\" is looked for"}},
            {"name-resolution.placeholder connection.unseen secure-channel.unseen ",
             "",
             {},

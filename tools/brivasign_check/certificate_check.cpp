@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <system_error>
 
@@ -34,7 +35,7 @@ Listing listEntries() {
   const brivasign::DirectoryPtr directory = brivasign::openCertificateDirectory();
   const int error = directory == nullptr ? errno : 0;
   struct stat status = {};
-  if (error == ENOENT && isDeadLink(path)) {
+  if (error != 0 && isDeadLink(path)) {
     return {
         .obstacle = {{Status::WRONG, "certificate-folder.missing", DEAD_LINK, DEAD_LINK_ADVICE}}};
   }
@@ -48,7 +49,7 @@ Listing listEntries() {
   }
   if (stat(path.c_str(), &status) == 0 && access(path.c_str(), R_OK | X_OK) != 0) {
     return {.obstacle = {{Status::WRONG, "certificate-folder.denied",
-                          denial(status, "read and enter it"), giveBack(path, status)}}};
+                          denial(status, "read or enter it"), giveBack(path, status)}}};
   }
   if (error != 0) {
     return {
@@ -114,7 +115,9 @@ Finding judge(X509* certificate, std::uint64_t id) {
 Finding checkFile(std::uint64_t id) {
   constexpr const char* FETCH_AGAIN =
       "remove it and let the companion application fetch the certificate again";
-  const FileLook look = lookBeforeReading(brivasign::certificateFilePath(id));
+  constexpr const char* PEM = "-----BEGIN";
+  const std::string path = brivasign::certificateFilePath(id);
+  const FileLook look = lookBeforeReading(path);
   switch (look.state) {
     case FileState::MISSING:
       return {Status::WRONG, "certificate.missing",
@@ -133,15 +136,20 @@ Finding checkFile(std::uint64_t id) {
   }
   if (const auto certificate = brivasign::loadCertificate(id)) return judge(certificate.get(), id);
   ERR_clear_error();
-  return {Status::WRONG, "certificate.damaged", "is damaged: it holds no certificate in DER",
-          FETCH_AGAIN};
+  std::string start(std::char_traits<char>::length(PEM), '\0');
+  std::ifstream(path).read(start.data(), static_cast<std::streamsize>(start.size()));
+  const char* message = "is damaged: it holds no certificate in DER";
+  if (start == PEM) message = "is in PEM, not in DER";
+  if (look.size == 0) message = "is empty";
+  return {Status::WRONG, "certificate.damaged", message, FETCH_AGAIN};
 }
 
 Finding checkEntry(const std::string& name) {
   const auto listedId = brivasign::certificateIdFromName(name.c_str());
   if (!listedId) {
     return {Status::NOTE, "certificate.ignored",
-            "is ignored, because the name does not contain .cer in small letters"};
+            "is ignored, because the name does not contain .cer in small letters",
+            "if it is a certificate, rename it to its number and .cer"};
   }
   const std::uint64_t id = brivasign::widened(*listedId);
   const fs::path file = brivasign::certificateFilePath(id);

@@ -7,12 +7,15 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <system_error>
 
 #include "log/product_folder.h"
 
 namespace diagnosis {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr std::int64_t MOST_READ = 1 << 20;  // bytes; what is read here has some 2,000 at most
 
@@ -102,7 +105,8 @@ std::string userName(uid_t id) { return userOf(id).name; }
 
 bool isDeadLink(const std::string& path) {
   struct stat status = {};
-  return stat(path.c_str(), &status) != 0 && errno == ENOENT && lstat(path.c_str(), &status) == 0;
+  return stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ELOOP) &&
+         lstat(path.c_str(), &status) == 0;
 }
 
 std::string denial(const struct stat& status, const std::string& what) {
@@ -122,7 +126,10 @@ std::string giveBack(const std::string& path, const struct stat& status) {
   if (home.starts_with(path + '/')) return "let users through: sudo chmod a+x " + quoted(path);
   // What a folder above the product's holds besides is not this project's matter.
   const bool isFolder = S_ISDIR(status.st_mode);
-  const bool takesAll = isFolder && (path + '/').starts_with(brivasign::productFilePath(""));
+  const bool takesAll =
+      isFolder &&
+      (path + '/')
+          .starts_with(fs::path(brivasign::productFilePath("")).lexically_normal().string());
   const std::string all = takesAll ? "-R " : "";
   const mode_t needed = isFolder ? S_IRWXU : S_IRUSR | S_IWUSR;
   const std::string allow = "chmod " + all + "u+rwX " + quoted(path);

@@ -37,7 +37,7 @@ FileLook lookBeforeReading(const std::string& path);
 // Returns the name of user `id`; its number when it has none.
 std::string userName(uid_t id);
 
-// Returns whether a link bears the name `path` and what it leads to is missing.
+// Returns whether a link bears the name `path` and what it leads to is missing, or itself.
 bool isDeadLink(const std::string& path);
 
 // Say so, and what to do.

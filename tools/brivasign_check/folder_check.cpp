@@ -62,7 +62,7 @@ Finding checkHome() {
             OWN_HOME};
   }
   const Way way = wayTo(home);
-  if (way.error == ENOENT && isDeadLink(way.end)) {
+  if (way.error != 0 && isDeadLink(way.end)) {
     return {Status::WRONG, "home.missing", way.end + " " + DEAD_LINK, DEAD_LINK_ADVICE};
   }
   if (way.error == ENOENT) {
@@ -90,7 +90,7 @@ Finding checkProductFolder() {
   std::string path = brivasign::productFilePath("");
   path.pop_back();
   const Way way = wayTo(path);
-  if (way.error == ENOENT && isDeadLink(way.end)) {
+  if (way.error != 0 && isDeadLink(way.end)) {
     return {Status::WRONG, "product-folder.missing", way.end + " " + DEAD_LINK, DEAD_LINK_ADVICE};
   }
   if (way.error == ENOENT) {
