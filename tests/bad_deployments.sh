@@ -27,7 +27,7 @@ ca() {
 script=(-P "$source/cmake/deployment.cmake")
 # Ends what reads a pipe for ever. Nothing is denied to root.
 user=(perl -e 'alarm 30; exec @ARGV')
-[[ $(id -u) -ne 0 ]] || user+=(setpriv --bounding-set=-dac_override,-dac_read_search)
+[[ $(id -u) -ne 0 ]] || user+=(setpriv "--bounding-set=-dac_override,-dac_read_search")
 while IFS='|' read -r change sentence; do
   rm -rf d && cp -r "$source/src/service/deployment" d && eval "$change"
   expect "$sentence" "${user[@]}" "$cmake" -DDEPLOYMENT_DIR="$scratch/d" \
@@ -44,12 +44,12 @@ ln -sf nowhere $hosts|environments.txt: is a link
 echo '#' >$hosts|environments.txt:1: ends after 0
 perl -0pi -e 's/^/\xEF\xBB\xBF/' $hosts|environments.txt:1: begins with a byte order mark
 perl -0pi -e 's/(.)/$1\0/sg' $hosts|environments.txt:1: is in UTF-16
-edit 's/443/http/ if $. == 3'|environments.txt:3: expected "<host> <port>", found
+edit 's/443/http/ if $. == 3'|environments.txt:3: "http" is no port
 edit 's/^.* // if $. == 4'|environments.txt:4: expected "<host> <port>", found "443"
 edit 's,^,https://, if $. == 3'|: leave out the scheme
 edit 's/ 443/:443/ if $. == 3'|: write a blank in place of the colon
 edit 's/$/ # why/ if $. == 3'|: a comment needs a line
-edit 's/ 443/\xC2\xA0443/ if $. == 3'|: it holds what is not ASCII
+edit 's/ 443/\xC2\xA0443/ if $. == 3'|: it holds what is no printable ASCII
 edit 's/^[a-z.]*/..../ if $. == 3'|environments.txt:3: "...." is no host name
 edit 's/^/-/ if $. == 6'|environments.txt:6: "-test.quorvent.invalid" is no host name
 edit 's/443/0443/ if $. == 4'|environments.txt:4: "0443" is no port
