@@ -153,9 +153,9 @@ function(read_certificate file)
 endfunction()
 
 # Sets `until` in the caller's scope to the end of validity, as YYYYMMDD, of the certificate in
-# `file`, or leaves a fault unless the TLS library could verify a service by it.
+# `file`, or leaves a fault when the TLS library could not verify a service by it. Asks
+# OPENSSL_COMMAND.
 function(judge_certificate file)
-  find_program(OPENSSL_COMMAND openssl NO_CACHE REQUIRED)
   execute_process(COMMAND "${OPENSSL_COMMAND}" x509 -in "${file}" -noout -enddate -purpose -text
                   OUTPUT_VARIABLE facts ERROR_QUIET)
   # Of a certificate that is not its own issuer's, the signature plays no part.
@@ -201,11 +201,16 @@ function(read_trust_anchors folder)
   # What is hidden, file managers and editors leave.
   list(FILTER names EXCLUDE REGEX "^[.]")
   list(SORT names)
-  if(odd)
+  find_program(OPENSSL_COMMAND openssl NO_CACHE)
+  if(NOT OPENSSL_COMMAND)
+    set(DEPLOYMENT_FAULT "openssl: not found; it tells whether the trust anchors are sound")
+  elseif(odd)
     set(DEPLOYMENT_FAULT "${odd}: a file name with ; [ or ], which CMake would divide")
-    set(names "")
   elseif(NOT names)
     set(DEPLOYMENT_FAULT "${folder}: holds no *.pem file; nothing could vouch for the service")
+  endif()
+  if(DEPLOYMENT_FAULT)
+    return(PROPAGATE DEPLOYMENT_FAULT)
   endif()
   set(TRUST_ANCHOR_LITERALS "")
   set(DEPLOYMENT_ANCHORS "")

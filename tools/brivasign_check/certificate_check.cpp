@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <string_view>
 #include <system_error>
 
 #include "brivasign_check/file_look.h"
@@ -115,7 +116,7 @@ Finding judge(X509* certificate, std::uint64_t id) {
 Finding checkFile(std::uint64_t id) {
   constexpr const char* FETCH_AGAIN =
       "remove it and let the companion application fetch the certificate again";
-  constexpr const char* PEM = "-----BEGIN";
+  constexpr std::string_view PEM = "-----BEGIN";
   const std::string path = brivasign::certificateFilePath(id);
   const FileLook look = lookBeforeReading(path);
   switch (look.state) {
@@ -136,7 +137,7 @@ Finding checkFile(std::uint64_t id) {
   }
   if (const auto certificate = brivasign::loadCertificate(id)) return judge(certificate.get(), id);
   ERR_clear_error();
-  std::string start(std::char_traits<char>::length(PEM), '\0');
+  std::string start(PEM.size(), '\0');
   std::ifstream(path).read(start.data(), static_cast<std::streamsize>(start.size()));
   const char* message = "is damaged: it holds no certificate in DER";
   if (start == PEM) message = "is in PEM, not in DER";

@@ -118,7 +118,7 @@ Finding checkMachineId(const char* file, std::int32_t index) {
       return {Status::WRONG, "machine-identifier.denied", look.message, look.advice};
     case FileState::TOO_LARGE:
       return {Status::WRONG, "machine-identifier.too-large", look.message,
-              look.advice + " and " + REGISTER};
+              look.advice + ", and " + REGISTER};
     case FileState::USABLE:
       break;
   }

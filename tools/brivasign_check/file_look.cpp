@@ -126,10 +126,8 @@ std::string giveBack(const std::string& path, const struct stat& status) {
   if (home.starts_with(path + '/')) return "let users through: sudo chmod a+x " + quoted(path);
   // What a folder above the product's holds besides is not this project's matter.
   const bool isFolder = S_ISDIR(status.st_mode);
-  const bool takesAll =
-      isFolder &&
-      (path + '/')
-          .starts_with(fs::path(brivasign::productFilePath("")).lexically_normal().string());
+  const fs::path product = fs::path(brivasign::productFilePath("")).lexically_normal();
+  const bool takesAll = isFolder && (path + '/').starts_with(product.string());
   const std::string all = takesAll ? "-R " : "";
   const mode_t needed = isFolder ? S_IRWXU : S_IRUSR | S_IWUSR;
   const std::string allow = "chmod " + all + "u+rwX " + quoted(path);
