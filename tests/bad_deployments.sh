@@ -19,7 +19,7 @@ expect() {
 }
 
 edit() { perl -pi -e "$1" "$hosts"; }
-# Puts a CA in place of an anchor, with these extensions and what opens its text replaced by $1.
+# ca CHANGE [ARGUMENT...]: adds a CA that openssl makes with these arguments, changed by Perl.
 ca() {
   openssl req -x509 -key "$pki/ca.key" -subj /CN=x "${@:2}" -out new.pem 2>/dev/null
   perl -0pe "$1" new.pem >$anchors/05.pem
