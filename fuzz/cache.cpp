@@ -3,8 +3,8 @@
 #include <fstream>
 #include <vector>
 
-#include "log/product_folder.h"
 #include "pkcs11.h"
+#include "product/product_folder.h"
 
 // First an unknown one, because the last failure counts; last what has a size check.
 constexpr CK_ATTRIBUTE_TYPE TYPES[] = {0x999, 0,     1,     2,     0x80, 0x82,  0x100, 0x102,

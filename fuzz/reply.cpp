@@ -1,28 +1,11 @@
 #include "service/reply.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cassert>
-#include <csignal>
 
 #include "service/base64.h"
 #include "service/json.h"
 
 using namespace brivasign;
-
-// Makes the call that `mustEnd` the process in one of its own: any other end is a finding.
-template <class Reply>
-Reply interpreted(Reply (*interpret)(const std::string&), const std::string& body, bool mustEnd) {
-  if (!mustEnd) return interpret(body);
-  if (fork() == 0) {
-    std::signal(SIGABRT, SIG_DFL);
-    _exit((interpret(body), 0));
-  }
-  int status = 0;
-  assert(TEMP_FAILURE_RETRY(wait(&status)) > 0 && WTERMSIG(status) == SIGABRT);
-  return {};
-}
 
 // A byte that tells whether updates are reported, then what the service sends.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -35,17 +18,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto has = [&](const char* name) { return isObject && json.HasMember(name); };
 
   const bool hasId = has("id"), hasNotice = has("notificacaoEnviada");
-  bool mustEnd = hasId && !json["id"].IsInt();
-  mustEnd |= hasId && hasNotice && !json["notificacaoEnviada"].IsBool();
-  const SignatureReply filed = interpreted(interpretSignatureReply, body, mustEnd);
-  assert(mustEnd || filed.requestNumber == (hasId ? json["id"].GetInt() : 0));
+  bool isMistyped = hasId && !json["id"].IsInt();
+  isMistyped |= hasId && hasNotice && !json["notificacaoEnviada"].IsBool();
+  const SignatureReply filed = interpretSignatureReply(body);
+  assert(filed.isMistyped == isMistyped);
+  assert(filed.requestNumber == (hasId && !isMistyped ? json["id"].GetInt() : 0));
   const bool hasBoth = has("status") && has("desafioAssinado");
   const bool isAccepted = hasBoth && json["status"] == "ACEITO";
-  mustEnd = hasBoth && !json["status"].IsString();
-  mustEnd |= isAccepted && !json["desafioAssinado"].IsString();
-  const StatusReply answer = interpreted(interpretStatusReply, body, mustEnd);
-  assert(mustEnd || answer.signature == (isAccepted ? json["desafioAssinado"].GetString() : ""));
+  isMistyped = hasBoth && !json["status"].IsString();
+  isMistyped |= isAccepted && !json["desafioAssinado"].IsString();
+  const StatusReply answer = interpretStatusReply(body);
+  assert((answer.approval == Approval::MISTYPED) == isMistyped);
+  const bool isUsed = isAccepted && !isMistyped;
+  assert(answer.signature == (isUsed ? json["desafioAssinado"].GetString() : ""));
   std::string decoded(answer.signature.size() / 4 * 3 + 3, '\0');
-  decodeBase64(answer.signature.c_str(), reinterpret_cast<unsigned char*>(decoded.data()));
+  const std::size_t length =
+      decodeBase64(answer.signature.c_str(), reinterpret_cast<unsigned char*>(decoded.data()));
+  assert(length <= decoded.size());
   return 0;
 }

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "certcache/keyless_certificate.h"
-#include "log/product_folder.h"
 #include "out_of_memory.h"
+#include "product/product_folder.h"
 
 namespace brivasign {
 namespace {

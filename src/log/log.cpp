@@ -6,8 +6,8 @@
 #include <ctime>
 #include <memory>
 
-#include "log/product_folder.h"
 #include "log/version.h"
+#include "product/product_folder.h"
 
 namespace brivasign {
 namespace {

@@ -6,8 +6,7 @@
 #include "pkcs11.h"
 
 // The process-wide memory of the module: one session, one operation at a time. Everything is zero
-// when the library is loaded and guarded by no lock, because callers serialise their calls. Plain
-// data that depends on nothing else, so every folder may read it.
+// when the library is loaded and guarded by no lock, because callers serialise their calls.
 
 namespace brivasign {
 

@@ -15,7 +15,7 @@ std::string encodeBase64(const unsigned char* data, std::size_t length) {
   return text;
 }
 
-void decodeBase64(const char* text, unsigned char* output) {
+std::size_t decodeBase64(const char* text, unsigned char* output) {
   const BioPtr filter(BIO_new(BIO_f_base64()));
   BioPtr source(BIO_new(BIO_s_mem()));
   const int length = static_cast<int>(std::strlen(text));
@@ -24,7 +24,9 @@ void decodeBase64(const char* text, unsigned char* output) {
   }
   BIO_push(filter.get(), source.release());
   BIO_set_flags(filter.get(), BIO_FLAGS_BASE64_NO_NL);
-  while (BIO_read(filter.get(), output, 1) > 0) ++output;
+  std::size_t decoded = 0;
+  while (BIO_read(filter.get(), output + decoded, 1) > 0) ++decoded;
+  return decoded;
 }
 
 }  // namespace brivasign

@@ -15,6 +15,7 @@ std::string encodeBase64(const unsigned char* data, std::size_t length);
 
 // Decodes `text` (zero-terminated, one line of standard base64) byte by byte into `output`, which
 // must have room for all that it decodes to. Text that does not decode yields fewer bytes or none.
-void decodeBase64(const char* text, unsigned char* output);
+// Returns how many bytes it yielded.
+std::size_t decodeBase64(const char* text, unsigned char* output);
 
 }  // namespace brivasign

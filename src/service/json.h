@@ -1,26 +1,15 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
-#include <cstdlib>
 
-namespace brivasign {
+#include "out_of_memory.h"
+#include "service/end_process.h"
 
-// Tells on standard error which assertion of the JSON library failed, and ends the process.
-[[noreturn]] inline void endProcess(const char* file, int line, const char* condition) {
-  std::fprintf(stderr, "pkcs11-brivasign: %s:%d: assertion failed: %s\n", file, line, condition);
-  std::abort();
-}
-
-}  // namespace brivasign
-
-// A member of the wrong type must end the process in every build; the library's own assertion
-// vanishes in a release build. Every use of the library goes through this header.
+// A read of a member as what it is not must end the process in every build; the library's own
+// assertion vanishes in a release build. Every use of the library goes through this header.
 #define RAPIDJSON_ASSERT(condition) \
   ((condition) ? static_cast<void>(0) : brivasign::endProcess(__FILE_NAME__, __LINE__, #condition))
 #include <rapidjson/document.h>
-
-#include "out_of_memory.h"
 
 namespace brivasign {
 

@@ -61,11 +61,12 @@ SignatureReply interpretSignatureReply(const std::string& body) {
     logUnusable("JSON recebido nao veio com id:", body);
     return {};
   }
-  SignatureReply reply;
-  reply.requestNumber = document["id"].GetInt();
-  reply.showsNotification =
-      !document.HasMember("notificacaoEnviada") || document["notificacaoEnviada"].GetBool();
-  return reply;
+  const auto& number = document["id"];
+  const auto notice = document.FindMember("notificacaoEnviada");
+  const bool hasNotice = notice != document.MemberEnd();
+  if (!number.IsInt() || (hasNotice && !notice->value.IsBool())) return {.isMistyped = true};
+  return {.requestNumber = number.GetInt(),
+          .showsNotification = !hasNotice || notice->value.GetBool()};
 }
 
 StatusReply interpretStatusReply(const std::string& body) {
@@ -79,11 +80,14 @@ StatusReply interpretStatusReply(const std::string& body) {
     return {};
   }
   const auto& value = document["status"];
+  if (!value.IsString()) return {Approval::MISTYPED, {}};
   const std::string_view status(value.GetString(), value.GetStringLength());
   if (status == "RECUSADO") return {Approval::REFUSED, {}};
-  if (status == "ACEITO") return {Approval::ACCEPTED, document["desafioAssinado"].GetString()};
   if (status == "AGUARDANDO") return {Approval::WAITING, {}};
-  return {Approval::OTHER, {}};
+  if (status != "ACEITO") return {Approval::OTHER, {}};
+  const auto& signature = document["desafioAssinado"];
+  if (!signature.IsString()) return {Approval::MISTYPED, {}};
+  return {Approval::ACCEPTED, signature.GetString()};
 }
 
 }  // namespace brivasign

@@ -19,10 +19,11 @@ std::string readReply(BIO* channel, bool reportsUpdate);
 struct SignatureReply {
   std::int32_t requestNumber = 0;  // 0: not usable
   bool showsNotification = false;
+  bool isMistyped = false;  // a member has the wrong type, and nothing that it says counts
 };
 
-// Understands the body of a signature request's reply and logs what makes it unusable. A member of
-// the wrong type ends the process.
+// Understands the body of a signature request's reply and logs what makes it unusable, but for a
+// member of the wrong type, which each library answers in its own way.
 SignatureReply interpretSignatureReply(const std::string& body);
 
 enum class Approval {
@@ -30,7 +31,8 @@ enum class Approval {
   ACCEPTED,
   REFUSED,
   WAITING,
-  OTHER,  // a status that is none of these
+  OTHER,     // a status that is none of these
+  MISTYPED,  // a member has the wrong type
 };
 
 // What the reply to a status query says.
@@ -39,8 +41,8 @@ struct StatusReply {
   std::string signature;  // base64, when accepted
 };
 
-// Understands the body of a status query's reply and logs what makes it unusable. A member of the
-// wrong type ends the process.
+// Understands the body of a status query's reply and logs what makes it unusable, but for a member
+// of the wrong type, which each library answers in its own way.
 StatusReply interpretStatusReply(const std::string& body);
 
 }  // namespace brivasign

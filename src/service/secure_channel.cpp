@@ -28,7 +28,8 @@ long watchForReading(BIO* connector, int operation, const char* /*data*/, int /*
 
 // Connects the channel and makes the handshake. Only 0 counts as a failure of either step: a
 // negative result (refused, not resolved, aborted) shows in what the server has to present.
-bool connectAndVerify(BIO* channel, const char* host, const char* port) {
+bool connectAndVerify(BIO* channel, const char* host, const char* port,
+                      HostNameCheck hostNameCheck) {
   BIO_set_conn_port(channel, port);
   BIO_set_conn_hostname(channel, host);
   BIO_set_callback(BIO_next(channel), watchForReading);
@@ -40,9 +41,15 @@ bool connectAndVerify(BIO* channel, const char* host, const char* port) {
   if (SSL_set_tlsext_host_name(connection, host) == 0) {
     return fail("Erro SSL_set_tlsext_host_name");
   }
+  if (hostNameCheck == HostNameCheck::REQUIRED && SSL_set1_host(connection, host) == 0) {
+    return fail("Erro SSL_set1_host");
+  }
   if (BIO_do_connect(channel) == 0) return fail("Erro BIO_do_connect");
   if (BIO_do_handshake(channel) == 0) return fail("Erro BIO_do_handshake");
 
+  if (SSL_get_verify_result(connection) == X509_V_ERR_HOSTNAME_MISMATCH) {
+    return fail("O certificado do servico nao traz o nome do host.");
+  }
   const X509Ptr peerCertificate(SSL_get_peer_certificate(connection));
   if (peerCertificate == nullptr) {
     return fail("SSL_get_peer_certificate veio NULL - sem certificado, ou sem conexao.");
@@ -54,7 +61,7 @@ bool connectAndVerify(BIO* channel, const char* host, const char* port) {
 }  // namespace
 
 bool openSecureChannel(SslContextPtr& outContext, BioPtr& outChannel, const char* host,
-                       const char* port) {
+                       const char* port, HostNameCheck hostNameCheck) {
   // A write into a connection that the peer has closed must not end the host process.
   std::signal(SIGPIPE, SIG_IGN);
 
@@ -63,7 +70,7 @@ bool openSecureChannel(SslContextPtr& outContext, BioPtr& outChannel, const char
 
   BioPtr channel(BIO_new_ssl_connect(context.get()));
   if (channel == nullptr) return fail("Erro BIO_new_ssl_connect");
-  if (!connectAndVerify(channel.get(), host, port)) return false;
+  if (!connectAndVerify(channel.get(), host, port, hostNameCheck)) return false;
 
   outContext = std::move(context);
   outChannel = std::move(channel);

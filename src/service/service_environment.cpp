@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "log/log.h"
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 
 namespace brivasign {
 

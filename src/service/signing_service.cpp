@@ -1,21 +1,18 @@
 #include "service/signing_service.h"
 
-#include <libgen.h>
 #include <unistd.h>
 
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "log/log.h"
-#include "pkcs11-brivasign/module_state.h"
 #include "service/base64.h"
 #include "service/host_process.h"
 #include "service/message_format.h"
 #include "service/notification_command.h"
-#include "service/reply.h"
-#include "service/secure_channel.h"
 
 namespace brivasign {
 namespace {
@@ -28,24 +25,31 @@ bool putRequest(BIO* channel, const std::string& request) {
   return request.size() <= INT_MAX && BIO_puts(channel, request.c_str()) != 0;
 }
 
-// Formats the request for the pending signature and logs the path of the host's executable.
-std::string describeRequest(const unsigned char* data, std::size_t dataLength, const char* host,
-                            const char* machineId) {
-  std::string challenge = encodeBase64(data, dataLength);
+// Returns the last component of `path`, as the system's basename does, which on macOS keeps its
+// result where all threads write it. A path that is not known is ".".
+const char* fileNameOf(const char* path) {
+  if (*path == '\0') return ".";
+  const char* const slash = std::strrchr(path, '/');
+  return slash == nullptr ? path : slash + 1;
+}
+
+// Formats the request for `order` and logs the path of the host's executable.
+std::string describeRequest(const SignatureOrder& order, const ServiceAccess& service) {
+  std::string challenge = encodeBase64(order.data, order.dataLength);
   char path[EXECUTABLE_PATH_SIZE] = {};
   readExecutablePath(path);
   writeLog(path);
 
   PssNames names = {};
-  if (signPssParams != nullptr) names = pssNames(*signPssParams, dataLength);
+  if (order.pss != nullptr) names = pssNames(*order.pss, order.dataLength);
   const SignatureRequest request = {
-      .certificateId = static_cast<std::int32_t>(signCertificateId),
+      .certificateId = static_cast<std::int32_t>(order.certificateId),
       .challenge = std::move(challenge),
       .processId = getpid(),
-      .executableName = basename(path),
-      .pss = signPssParams != nullptr ? &names : nullptr,
+      .executableName = fileNameOf(path),
+      .pss = order.pss != nullptr ? &names : nullptr,
   };
-  return formatSignatureRequest(request, host, machineId);
+  return formatSignatureRequest(request, service.host, service.machineId);
 }
 
 void showNotification() {
@@ -58,27 +62,30 @@ void showNotification() {
 
 }  // namespace
 
-std::int32_t sendSignatureRequest(const unsigned char* data, std::size_t dataLength,
-                                  const char* host, const char* port, const char* machineId) {
+SignatureReply sendSignatureRequest(const SignatureOrder& order, const ServiceAccess& service) {
   SslContextPtr context;
   BioPtr channel;
-  if (!openSecureChannel(context, channel, host, port)) return 0;
-  if (dataLength > MOST_ENCODED ||
-      !putRequest(channel.get(), describeRequest(data, dataLength, host, machineId))) {
+  if (!openSecureChannel(context, channel, service.host, service.port, service.hostNameCheck)) {
+    return {};
+  }
+  if (order.dataLength > MOST_ENCODED ||
+      !putRequest(channel.get(), describeRequest(order, service))) {
     writeLog("Erro BIO_puts");
-    return 0;
+    return {};
   }
   const SignatureReply reply = interpretSignatureReply(readReply(channel.get(), true));
   if (reply.showsNotification) showNotification();
-  return reply.requestNumber;
+  return reply;
 }
 
-std::string querySignatureStatus(std::int32_t requestNumber, const char* host, const char* port,
-                                 const char* machineId) {
+std::string querySignatureStatus(std::int32_t requestNumber, const ServiceAccess& service) {
   SslContextPtr context;
   BioPtr channel;
-  if (!openSecureChannel(context, channel, host, port)) return {};
-  if (!putRequest(channel.get(), formatStatusQuery(requestNumber, host, machineId))) {
+  if (!openSecureChannel(context, channel, service.host, service.port, service.hostNameCheck)) {
+    return {};
+  }
+  if (!putRequest(channel.get(),
+                  formatStatusQuery(requestNumber, service.host, service.machineId))) {
     writeLog("Erro BIO_puts lendo desafio");
     return {};
   }

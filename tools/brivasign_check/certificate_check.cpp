@@ -16,7 +16,7 @@
 #include "brivasign_check/x509_text.h"
 #include "certcache/certcache.h"
 #include "certcache/certificate_label.h"
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 
 namespace diagnosis {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "brivasign_check/file_look.h"
 #include "brivasign_check/printable.h"
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 
 namespace diagnosis {
 namespace {

@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "brivasign_check/file_look.h"
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 
 namespace diagnosis {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "brivasign_check/file_look.h"
 #include "brivasign_check/printable.h"
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 #include "service/service_environment.h"
 
 namespace diagnosis {

@@ -1,4 +1,4 @@
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 
 #include <cstdlib>
 

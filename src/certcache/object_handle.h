@@ -4,8 +4,9 @@
 
 #include "pkcs11.h"
 
-// The one rule that ties object handles to certificate identifiers, in both directions. A
-// certificate's handle is its identifier; its private key's handle lies KEY_HANDLE_OFFSET above.
+// The one rule that ties object handles to certificate identifiers, in both directions and for
+// both libraries. A certificate's handle is its identifier; its private key's handle lies
+// KEY_HANDLE_OFFSET above.
 
 namespace brivasign {
 
