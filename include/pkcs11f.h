@@ -1,7 +1,8 @@
-/* The 68 functions of the PKCS#11 v2.20 function list, in its order: the one place that names them.
+/* The 68 functions of the PKCS#11 function list, v2.20 and v2.40, in its order: the one place that
+ * names them.
  *
  * Define CK_FUNCTION_ENTRY(name, arguments) before including this file. The declarations, the
- * function pointer types, the function table and the linkers' export lists all come from here; the
+ * function pointer types, the function tables and the linkers' export lists all come from here; the
  * build reads the names line by line, so every entry begins its own line. No include guard: this
  * file is included once for each use. */
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "service/secure_channel.h"
 #include "service/signing_service.h"
+#include "service/tls_settings.h"
 
 namespace brivasign {
 

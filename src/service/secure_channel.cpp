@@ -4,7 +4,6 @@
 
 #include "log/log.h"
 #include "service/host_process.h"
-#include "service/tls_settings.h"
 
 namespace brivasign {
 namespace {

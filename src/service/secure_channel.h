@@ -1,11 +1,9 @@
 #pragma once
 
 #include "openssl_handles.h"
+#include "service/tls_settings.h"
 
 namespace brivasign {
-
-// Whether the server's certificate must carry the name of the host.
-enum class HostNameCheck { NONE, REQUIRED };
 
 // Opens a TLS 1.2 connection to `host` (name) at `port` (decimal), both zero-terminated, and
 // verifies the server's certificate against the compiled-in trust anchors alone, and its names as

@@ -13,6 +13,7 @@
 #include "service/host_process.h"
 #include "service/message_format.h"
 #include "service/notification_command.h"
+#include "service/secure_channel.h"
 
 namespace brivasign {
 namespace {

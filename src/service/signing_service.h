@@ -6,7 +6,7 @@
 
 #include "pkcs11.h"
 #include "service/reply.h"
-#include "service/secure_channel.h"
+#include "service/tls_settings.h"
 
 // The two exchanges with the signing service. Each opens a connection of its own, blocks until the
 // service has closed it, and keeps nothing.

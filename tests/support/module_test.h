@@ -25,8 +25,9 @@ class ModuleTest : public ::testing::Test {
   // Loads the module at `path`, unloading the one there is.
   void load(const char* path);
 
-  // Calls a function of the module by its text: its name and its arguments, each a hexadecimal
-  // number, the name of a pointer, or "&" and the name of a number.
+  // Calls a function of the module by its text: its name, which it exports or has in its table
+  // alone, and its arguments, each a hexadecimal number, the name of a pointer, or "&" and the name
+  // of a number.
   CK_RV call(const std::string& text);
 
   // Goes through statements separated by semicolons: a call, "=" and its expected result; a number,

@@ -1,0 +1,95 @@
+#include "pkcs11-brivasign-standard/certificate.h"
+
+#include <openssl/asn1.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <openssl/x509.h>
+
+#include <cstdio>
+#include <ctime>
+
+#include "certcache/certificate_label.h"
+#include "certcache/keyless_certificate.h"
+
+namespace brivasign::standard {
+namespace {
+
+constexpr std::size_t CHECK_VALUE_LENGTH = 3;  // bytes
+constexpr std::size_t DATE_SIZE = sizeof(CK_DATE) + 1;
+
+// Returns the DER encoding that `encode`, one of the TLS library's i2d functions, makes of
+// `object`.
+template <class Encode, class Object>
+std::string encoded(Encode encode, Object* object) {
+  unsigned char* bytes = nullptr;
+  const int length = encode(object, &bytes);
+  const OpensslBytes owner(bytes);
+  if (length <= 0) return {};
+  return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)};
+}
+
+std::string dateOf(const ASN1_TIME* time) {
+  std::tm fields = {};
+  if (ASN1_TIME_to_tm(time, &fields) != 1) return {};
+  char text[DATE_SIZE] = {};
+  const std::size_t length = std::strftime(text, sizeof text, "%Y%m%d", &fields);
+  return {text, length};
+}
+
+std::string checkValueOf(const std::string& value) {
+  unsigned char hash[EVP_MAX_MD_SIZE];
+  if (EVP_Digest(value.data(), value.size(), hash, nullptr, EVP_sha1(), nullptr) != 1) return {};
+  return {reinterpret_cast<const char*>(hash), CHECK_VALUE_LENGTH};
+}
+
+std::string bytesOf(const BIGNUM* number) {
+  std::string bytes(static_cast<std::size_t>(BN_num_bytes(number)), '\0');
+  BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.data()));
+  return bytes;
+}
+
+// Reads the key's numbers where it is an RSA key.
+void readRsaKey(const X509_PUBKEY* key, Certificate& certificate) {
+  ASN1_OBJECT* algorithm = nullptr;
+  const unsigned char* bytes = nullptr;
+  int length = 0;
+  if (X509_PUBKEY_get0_param(&algorithm, &bytes, &length, nullptr, key) != 1 ||
+      OBJ_obj2nid(algorithm) != NID_rsaEncryption) {
+    return;
+  }
+  const RsaPtr rsa(d2i_RSAPublicKey(nullptr, &bytes, length));
+  if (rsa == nullptr) return;
+  certificate.modulus = bytesOf(RSA_get0_n(rsa.get()));
+  certificate.publicExponent = bytesOf(RSA_get0_e(rsa.get()));
+  certificate.modulusBits = static_cast<CK_ULONG>(RSA_bits(rsa.get()));
+}
+
+}  // namespace
+
+CertificatePtr readCertificate(std::uint64_t id, BIO* source) {
+  const X509Ptr parsed = parseKeylessCertificate(source);
+  if (parsed == nullptr) {
+    // What is no certificate is skipped, and no later line of the log shall speak of it.
+    ERR_clear_error();
+    return nullptr;
+  }
+  X509* const x509 = parsed.get();
+  X509_PUBKEY* const key = X509_get_X509_PUBKEY(x509);
+  auto certificate = std::make_shared<Certificate>();
+  certificate->id = id;
+  certificate->value = encoded(i2d_X509, x509);
+  certificate->label = certificateLabel(x509);
+  certificate->subject = encoded(i2d_X509_NAME, X509_get_subject_name(x509));
+  certificate->issuer = encoded(i2d_X509_NAME, X509_get_issuer_name(x509));
+  certificate->serialNumber = encoded(i2d_ASN1_INTEGER, X509_get_serialNumber(x509));
+  certificate->startDate = dateOf(X509_get0_notBefore(x509));
+  certificate->endDate = dateOf(X509_get0_notAfter(x509));
+  certificate->checkValue = checkValueOf(certificate->value);
+  certificate->publicKeyInfo = encoded(i2d_X509_PUBKEY, key);
+  readRsaKey(key, *certificate);
+  ERR_clear_error();
+  return certificate;
+}
+
+}  // namespace brivasign::standard

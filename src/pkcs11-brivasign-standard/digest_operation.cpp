@@ -1,0 +1,24 @@
+#include "pkcs11-brivasign-standard/digest_operation.h"
+
+#include <new>
+
+namespace brivasign::standard {
+
+DigestOperation::DigestOperation(const Hash& hash) : hash_(hash), context_(EVP_MD_CTX_new()) {
+  if (context_ == nullptr || EVP_DigestInit_ex(context_.get(), hash.function(), nullptr) != 1) {
+    throw std::bad_alloc();
+  }
+}
+
+void DigestOperation::update(std::span<const CK_BYTE> data) {
+  hasParts_ = true;
+  EVP_DigestUpdate(context_.get(), data.data(), data.size());
+}
+
+std::string DigestOperation::finish() {
+  std::string digest(hash_.length, '\0');
+  EVP_DigestFinal_ex(context_.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr);
+  return digest;
+}
+
+}  // namespace brivasign::standard
