@@ -78,7 +78,7 @@ class Token {
   [[nodiscard]] CK_SESSION_HANDLE session() const { return session_; }
 
  private:
-  static constexpr std::size_t MOST_HANDLES = 20'000;
+  static constexpr std::size_t MOST_HANDLES = 300'000;
 
   const TokenLibrary& library_;
   CK_SESSION_HANDLE session_;

@@ -20,24 +20,26 @@ void registerBenchmark(const Work& work, const char* side, const std::function<v
 
 void registerBenchmarks(const Work& work) {
   registerBenchmark(work, MODULE, work.module);
-  registerBenchmark(work, FLOOR, work.floor);
+  if (work.floor != nullptr) registerBenchmark(work, FLOOR, work.floor);
   if (work.softHsm != nullptr) registerBenchmark(work, SOFT_HSM, work.softHsm);
 }
 
 std::optional<Line> judge(const Work& work, const Medians& medians) {
   const auto module = medians.of(work.id + MODULE);
   const auto floor = medians.of(work.id + FLOOR);
-  if (!module || !floor) return std::nullopt;
+  if (!module || (work.floor != nullptr && !floor)) return std::nullopt;
   const Goals& goals = work.goals;
-  const double overFloor = *module / *floor;
-  Line line = {.work = work.text,
-               .module = duration(*module),
-               .floor = duration(*floor),
-               .ratio = decimals(overFloor, 2),
-               .goal = "<= " + decimals(goals.mostOverFloor, 2)};
-  if (overFloor > goals.mostOverFloor) line.verdict = Verdict::MISSED;
+  Line line = {.work = work.text, .module = duration(*module)};
+  if (floor) {
+    const double overFloor = *module / *floor;
+    line.floor = duration(*floor);
+    line.ratio = decimals(overFloor, 2);
+    line.goal = "<= " + decimals(goals.mostOverFloor, 2);
+    if (overFloor > goals.mostOverFloor) line.verdict = Verdict::MISSED;
+  }
 
-  if (const auto softHsm = medians.of(work.id + SOFT_HSM)) {
+  const std::string& softHsmId = work.softHsmId.empty() ? work.id : work.softHsmId;
+  if (const auto softHsm = medians.of(softHsmId + SOFT_HSM)) {
     const double ahead = *softHsm / *module;
     const bool isBehind = ahead < goals.leastAhead;
     line.softHsm = duration(*softHsm);

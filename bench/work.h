@@ -12,7 +12,7 @@ namespace bench {
 
 // What the module's time is compared with, and the goals.
 struct Goals {
-  double mostOverFloor;      // the module's time over the floor's
+  double mostOverFloor = 0;  // the module's time over the floor's; 0: not compared
   double leastAhead = 0;     // SoftHSM2's time over the module's; 0: not compared
   bool isMissKnown = false;  // of leastAhead; docs/performance.md gives the cause
 };
@@ -24,11 +24,12 @@ struct Work {
   const Home* home;  // where it is done
   Goals goals;
   std::function<void()> module;
-  std::function<void()> floor;
+  std::function<void()> floor{};
   std::function<void()> softHsm{};
   // Whether another process does a part of it, so that the elapsed time counts. Otherwise it is
   // this thread's time on the processor, which another program does not prolong.
   bool isShared = false;
+  std::string softHsmId{};  // of the work whose SoftHSM2 side serves here too
 };
 
 // Makes benchmarks of `work`, which must outlive them: its id and "/module", "/floor", "/SoftHSM2".
