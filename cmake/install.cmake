@@ -26,13 +26,13 @@ install(CODE [[
     COMMAND_ERROR_IS_FATAL ANY)
 ]])
 
-install(TARGETS pkcs11-brivasign LIBRARY DESTINATION lib/pkcs11)
+install(TARGETS pkcs11-brivasign pkcs11-brivasign-standard LIBRARY DESTINATION lib/pkcs11)
 install(TARGETS brivasign-check RUNTIME DESTINATION bin)
 file(GLOB documents CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION share/doc/pkcs11-brivasign)
 install(FILES ${documents} DESTINATION share/doc/pkcs11-brivasign/docs)
 
-# p11-kit wants the module's full path, which only the installation knows.
+# p11-kit wants the full path, which only the installation knows. Its programs expect the standard.
 install(CODE "file(WRITE \"${PROJECT_BINARY_DIR}/brivasign.module\"
-  \"module: \${CMAKE_INSTALL_PREFIX}/lib/pkcs11/$<TARGET_FILE_NAME:pkcs11-brivasign>\\n\")")
+  \"module: \${CMAKE_INSTALL_PREFIX}/lib/pkcs11/$<TARGET_FILE_NAME:pkcs11-brivasign-standard>\\n\")")
 install(FILES "${PROJECT_BINARY_DIR}/brivasign.module" DESTINATION share/p11-kit/modules)
