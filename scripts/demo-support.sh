@@ -3,8 +3,8 @@
 # print, the signing service, and the desktop. All of it keeps its files in the current folder.
 
 case $(uname) in
-  Darwin) readonly MODULE=pkcs11-brivasign-local.dylib ;;
-  *) readonly MODULE=pkcs11-brivasign-local.so ;;
+  Darwin) readonly MODULE=${LIBRARY-pkcs11-brivasign}-local.dylib ;;
+  *) readonly MODULE=${LIBRARY-pkcs11-brivasign}-local.so ;;
 esac
 
 # What Maria's objects are found by: her certificate's number, 1001, as it lies in memory, low byte

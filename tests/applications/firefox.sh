@@ -6,20 +6,8 @@ setUp "$1" firefox-esr command -v firefox-esr
 # It selects any certificate that fits.
 rm "$PRODUCT_FOLDER/certificados/1002.cer"
 
-# A copy with a policy of its own, that of the system stays as it is.
-cp -rs /usr/lib/firefox-esr firefox
-rm -r firefox/distribution firefox/firefox-esr
-mkdir firefox/distribution profile
-cp /usr/lib/firefox-esr/firefox-esr firefox
-cat >firefox/distribution/policies.json <<TEXT
-{"policies": {"SecurityDevices": {"Add": {"Quorvent": "$HOME/$MODULE"}},
-  "Certificates": {"Install": ["$HOME/local-pki/ca.pem"]},
-  "Preferences": {"security.default_personal_cert": {"Value": "Select Automatically"}}}}
-TEXT
+makeFirefox
 echo "<body bgcolor=lime><h1>Let in</h1>" >page.html
-# It waits for ever for a page that it cannot show.
-browser=(timeout 30 firefox/firefox-esr --headless --profile profile --window-size 400 --screenshot)
-
 startTlsServer -WWW
 runSigning at-once "${browser[@]}" "$HOME/seen.png" "https://127.0.0.1:$TLS_PORT/page.html" ||
   fail "the browser shows nothing"

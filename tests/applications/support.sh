@@ -58,3 +58,21 @@ makeNssDatabase() {
   nickname=$(sed -n 's/^\(Quorvent:.*Maria Exemplo\) .*/\1/p' certutil.lines)
   [[ -n $nickname ]] || fail "Maria's certificate is not listed"
 }
+
+# Makes firefox, a copy of the browser that knows the module, trusts the local CA and selects a
+# certificate by itself, and prepares browser, the command that shows an address in a file.
+makeFirefox() {
+  # A copy with a policy of its own, that of the system stays as it is.
+  cp -rs /usr/lib/firefox-esr firefox
+  rm -r firefox/distribution firefox/firefox-esr
+  mkdir firefox/distribution profile
+  cp /usr/lib/firefox-esr/firefox-esr firefox
+  cat >firefox/distribution/policies.json <<TEXT
+{"policies": {"SecurityDevices": {"Add": {"Quorvent": "$HOME/$MODULE"}},
+  "Certificates": {"Install": ["$HOME/local-pki/ca.pem"]},
+  "Preferences": {"security.default_personal_cert": {"Value": "Select Automatically"}}}}
+TEXT
+  # It waits for ever for a page that it cannot show.
+  # shellcheck disable=SC2034  # for the tests
+  browser=(timeout 30 firefox/firefox-esr --headless --profile profile --window-size 400 --screenshot)
+}

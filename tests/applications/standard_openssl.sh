@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# OpenSSL's engine signs and authenticates, alone and in stunnel and osslsigncode.
+LIBRARY=pkcs11-brivasign-standard
+source "$(dirname "$0")/support.sh"
+setUp "$1" libengine-pkcs11-openssl openssl engine pkcs11
+readonly URI="pkcs11:token=Quorvent;id=%e9%03%00%00%00%00%00%00"
+export PKCS11_MODULE_PATH=$HOME/$MODULE
+
+runSigning at-once openssl dgst -engine pkcs11 -keyform engine -sign "$URI;type=private" -sha256 \
+  -out pkcs.sig contract.txt || fail "the engine does not sign"
+run openssl dgst -sha256 -verify maria.pub -signature pkcs.sig contract.txt ||
+  fail "the signature is not valid"
+startTlsServer -www
+for version in tls1_2 tls1_3; do
+  runSigning at-once openssl s_client -engine pkcs11 -keyform engine -key "$URI;type=private" \
+    -cert local-pki/users/1001.pem -CAfile local-pki/ca.pem -verify_return_error "-$version" \
+    -connect "127.0.0.1:$TLS_PORT" <<<"Q" || fail "s_client is not let in with $version"
+done
+
+if command -v osslsigncode >/dev/null; then
+  # The least that is taken for a program of Windows.
+  printf 'Set-Content contract.txt\r\n' >script.ps1
+  runSigning at-once osslsigncode sign -pkcs11engine "$(openssl version -e |
+    sed 's/.*"\(.*\)"/\1/')/pkcs11.so" -pkcs11module "$HOME/$MODULE" -key "$URI;type=private" \
+    -certs local-pki/users/1001.pem -in script.ps1 -out signed.ps1 || fail "osslsigncode does not sign"
+fi
