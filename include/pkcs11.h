@@ -1,5 +1,5 @@
-/* The Cryptoki interface, PKCS#11 v2.20 and v2.40: types and constants, the function declarations and the
- * function table, the last two generated from the one list in pkcs11f.h. */
+/* The Cryptoki interface, PKCS#11 v2.20 and v2.40: types and constants, the function declarations
+ * and the function table, the last two generated from the one list in pkcs11f.h. */
 
 #ifndef PKCS11_H
 #define PKCS11_H
