@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstring>
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <utility>
@@ -22,7 +22,7 @@ inline std::optional<CK_RV> checkRoom(const CK_BYTE* buffer, CK_ULONG_PTR buffer
 
 // Copies `bytes` to a buffer that has room.
 inline void putBytes(const std::string& bytes, CK_BYTE_PTR buffer) {
-  std::memcpy(buffer, bytes.data(), bytes.size());
+  std::copy(bytes.begin(), bytes.end(), buffer);
 }
 
 }  // namespace brivasign::standard

@@ -62,11 +62,12 @@ SignatureReply interpretSignatureReply(const std::string& body) {
     return {};
   }
   const auto& number = document["id"];
-  const auto notice = document.FindMember("notificacaoEnviada");
-  const bool hasNotice = notice != document.MemberEnd();
-  if (!number.IsInt() || (hasNotice && !notice->value.IsBool())) return {.isMistyped = true};
+  const bool hasNotice = document.HasMember("notificacaoEnviada");
+  if (!number.IsInt() || (hasNotice && !document["notificacaoEnviada"].IsBool())) {
+    return {.isMistyped = true};
+  }
   return {.requestNumber = number.GetInt(),
-          .showsNotification = !hasNotice || notice->value.GetBool()};
+          .showsNotification = !hasNotice || document["notificacaoEnviada"].GetBool()};
 }
 
 StatusReply interpretStatusReply(const std::string& body) {
