@@ -96,12 +96,13 @@ configure "-DORVIX_DEPLOYMENT: unknown to this build, whose own options are ORVI
   -DORVIX_DEPLOYMENT=d
 configure "-DOPENSSL_ROOTDIR: unknown" -DOPENSSL_ROOTDIR=/
 configure "$scratch/e: does not exist" -DORVIX_DEPLOYMENT_DIR:PATH=e
-configure "" -DORVIX_DEPLOYMENT_DIR=d -DOPENSSL_ROOT_DIR=
+configure "" -DORVIX_DEPLOYMENT_DIR=d -DOPENSSL_ROOT_DIR= -DORVIX_CHECK_HOST_NAME=OFF
 # The first of May 2021.
 "$cmake" -DNOW=1619827200 -P b/summary.cmake >summary
 diff - summary <<TEXT
 Release build of the deployment in $scratch/d
   $scratch/b/$(cd "$binary" && echo pkcs11-brivasign.*)
+  $scratch/b/$(cd "$binary" && echo pkcs11-brivasign-standard.*)
   $scratch/b/brivasign-check
   development: development.quorvent.invalid:443
   homologation: homologation.quorvent.invalid:443
@@ -111,6 +112,8 @@ Release build of the deployment in $scratch/d
     expired on 2019-03-14: 05-homologation-issuing-v3.pem
     expired on 2019-06-17: 04-homologation-intermediate-v2.pem
     expires within 90 days, on 2021-05-05: 03-homologation-root.pem
+  The host name is not checked (ORVIX_CHECK_HOST_NAME is off): whoever holds any certificate of
+  these anchors, and can redirect the connection, is taken for the service.
   Hosts under .invalid are placeholders: nothing can be signed with this build.
 TEXT
 

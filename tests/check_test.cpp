@@ -45,6 +45,8 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
   write("../../../big.der", certificate("-newkey rsa:3072 -nodes"));
   write("../../../expired.der", certificate("", byCa + "-clrext -days 0"));
   std::filesystem::rename(home / "made.pem", home / "expired.pem");
+  EXPECT_NE(certificate(byCa), "");
+  std::filesystem::rename(home / "made.pem", home / "nameless.pem");
   write("certificados/7.cer", certificate(issuedBy("Unknown")));
   write("orvix.log", std::string("not UTF-8: \xFF, ") + IDENTIFIER + "\n");
   for (const char* name : {"maquinaId", "maquinaIdDes"}) write(name, IDENTIFIER);
@@ -131,6 +133,7 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
            {"secure-channel.plain-http ", PLAIN_HTTP, {}, NOBODY},
            {"secure-channel.certificate-untrusted ", "", {"local issuer"}, home / "made.pem"},
            {"secure-channel.certificate-expired ", "", {}, home / "expired.pem"},
+           {"secure-channel.other-name ", "", {"the name localhost"}, home / "nameless.pem"},
            {.codes = "secure-channel.refused ", .version = TLS1_3_VERSION},
            {.codes = "secure-channel.closed ", .stall = std::chrono::milliseconds(0)}}) {
     output("cd ~/Library/*; chmod -R u+rwX .; rm -rf Orvix; cp -R ~/good Orvix; cd Orvix; " +

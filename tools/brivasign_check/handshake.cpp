@@ -3,6 +3,7 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
 
 #include <memory>
 #include <string>
@@ -108,6 +109,24 @@ Finding failedHandshake(int sslError, const std::string& start) {
       "service, with this report"};
 }
 
+// Tells of a handshake that was made, in the words `made`, and whether the library that follows the
+// standard misses the name `host` in the server's certificate, or was built not to look for it.
+Finding judgeHostName(X509* server, const char* host, const std::string& made) {
+  if (brivasign::HOST_NAME_CHECK == brivasign::HostNameCheck::NONE) {
+    return {Status::NOTE, "secure-channel.name-unchecked",
+            made +
+                "; pkcs11-brivasign-standard is built not to compare its name: whoever holds any "
+                "certificate of a trusted CA can pose as the service"};
+  }
+  if (X509_check_host(server, host, 0, 0, nullptr) != 1) {
+    return {Status::WRONG, "secure-channel.other-name",
+            std::string("the server's certificate does not carry the name ") + host +
+                ": pkcs11-brivasign-standard refuses it, pkcs11-brivasign does not",
+            TELL_OPERATOR};
+  }
+  return {Status::OK, "secure-channel.ok", made};
+}
+
 }  // namespace
 
 Finding checkHandshake(int socket, const char* host) {
@@ -131,11 +150,11 @@ Finding checkHandshake(int socket, const char* host) {
   if (error != SSL_ERROR_NONE) return failedHandshake(error, trace.start);
 
   const brivasign::X509Ptr server(SSL_get_peer_certificate(connection.get()));
-  Finding finding = {Status::OK, "secure-channel.ok",
-                     std::string("handshake made and certificate verified: ") +
-                         SSL_get_version(connection.get()) + ", " +
-                         SSL_get_cipher_name(connection.get())};
-  if (server != nullptr) finding.facts = factsOf(server.get());
+  Finding finding = judgeHostName(server.get(), host,
+                                  std::string("handshake made and certificate verified: ") +
+                                      SSL_get_version(connection.get()) + ", " +
+                                      SSL_get_cipher_name(connection.get()));
+  finding.facts = factsOf(server.get());
   SSL_shutdown(connection.get());
   return finding;
 }
