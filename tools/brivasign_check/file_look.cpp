@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "log/product_folder.h"
+#include "product/product_folder.h"
 
 namespace diagnosis {
 namespace {
