@@ -6,16 +6,16 @@
 
 namespace brivasign {
 
-// What tells one content of a file from another without reading it.
+// What tells one content of a file from another without reading it. Times are in nanoseconds since
+// 1970.
 struct FileStamp {
   bool operator==(const FileStamp&) const = default;
 
   std::uint64_t device;
   std::uint64_t inode;
-  std::int64_t size;         // bytes
-  std::int64_t contentTime;  // of the last change of the content; nanoseconds since 1970
-  std::int64_t
-      attributeTime;  // of the last change of anything, which nobody can set back; the same
+  std::int64_t size;           // bytes
+  std::int64_t contentTime;    // of the last change of the content
+  std::int64_t attributeTime;  // of the last change of anything; nobody can set it back
 };
 
 constexpr std::int64_t nanoseconds(const timespec& time) {

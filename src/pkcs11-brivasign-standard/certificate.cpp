@@ -11,6 +11,7 @@
 
 #include "certcache/certificate_label.h"
 #include "certcache/keyless_certificate.h"
+#include "out_of_memory.h"
 
 namespace brivasign::standard {
 namespace {
@@ -25,7 +26,7 @@ std::string encoded(Encode encode, Object* object) {
   unsigned char* bytes = nullptr;
   const int length = encode(object, &bytes);
   const OpensslBytes owner(bytes);
-  if (length <= 0) return {};
+  if (length <= 0) throw OutOfMemory();
   return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)};
 }
 

@@ -34,7 +34,7 @@ struct Certificate {
 using CertificatePtr = std::shared_ptr<const Certificate>;
 
 // Reads the certificate of number `id` from the start of `source`. Returns null when there is none.
-// May throw std::bad_alloc.
+// Throws where memory runs out.
 CertificatePtr readCertificate(std::uint64_t id, BIO* source);
 
 }  // namespace brivasign::standard

@@ -8,6 +8,7 @@
 
 #include "certcache/certcache.h"
 #include "certcache/object_handle.h"
+#include "out_of_memory.h"
 
 namespace brivasign::standard {
 namespace {
@@ -24,16 +25,13 @@ bool isSettled(const FileStamp& stamp) {
   return nanoseconds(now) - changed > SETTLING_TIME;
 }
 
-// Returns the numbers that the entries of `directory` name, each once and in order. A negative one
-// names no file.
-std::vector<std::uint64_t> numbersIn(DIR* directory) {
-  std::vector<std::uint64_t> numbers;
+// Returns the numbers that the entries of `directory` name. A negative one names no file.
+std::set<std::uint64_t> numbersIn(DIR* directory) {
+  std::set<std::uint64_t> numbers;
   while (const dirent* const entry = readdir(directory)) {
     const auto id = certificateIdFromName(entry->d_name);
-    if (id && *id >= 0) numbers.push_back(widened(*id));
+    if (id && *id >= 0) numbers.insert(widened(*id));
   }
-  std::sort(numbers.begin(), numbers.end());
-  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   return numbers;
 }
 
@@ -47,7 +45,7 @@ CertificatePtr CertificateStore::find(std::uint64_t id) {
 std::vector<CertificatePtr> CertificateStore::list() {
   const DirectoryPtr directory = openCertificateDirectory();
   if (directory == nullptr) return {};
-  const std::vector<std::uint64_t> numbers = numbersIn(directory.get());
+  const std::set<std::uint64_t> numbers = numbersIn(directory.get());
   std::vector<CertificatePtr> certificates;
   certificates.reserve(numbers.size());
   for (const std::uint64_t id : numbers) {
@@ -74,26 +72,24 @@ CertificatePtr CertificateStore::read(std::uint64_t id, int folder, const char* 
   const BioPtr file(BIO_new_fd(descriptor, BIO_CLOSE));
   if (file == nullptr) {
     close(descriptor);
-    return nullptr;
+    throw OutOfMemory();
   }
   // The file may be another one by now.
   if (fstat(descriptor, &status) != 0) return nullptr;
   const FileStamp stamp = fileStamp(status);
   const bool isKept = isSettled(stamp);
   CertificatePtr certificate = readCertificate(id, file.get());
-  if (isKept) {
+  if (isKept && certificate != nullptr) {
     const std::scoped_lock lock(mutex_);
     entries_.insert_or_assign(id, Entry{stamp, certificate});
   }
   return certificate;
 }
 
-void CertificateStore::keepOnly(const std::vector<std::uint64_t>& numbers) {
+void CertificateStore::keepOnly(const std::set<std::uint64_t>& numbers) {
   const std::scoped_lock lock(mutex_);
   if (entries_.size() <= numbers.size()) return;
-  std::erase_if(entries_, [&](const auto& entry) {
-    return !std::binary_search(numbers.begin(), numbers.end(), entry.first);
-  });
+  std::erase_if(entries_, [&](const auto& entry) { return !numbers.contains(entry.first); });
 }
 
 }  // namespace brivasign::standard

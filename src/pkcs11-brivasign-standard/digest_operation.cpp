@@ -1,12 +1,12 @@
 #include "pkcs11-brivasign-standard/digest_operation.h"
 
-#include <new>
+#include "out_of_memory.h"
 
 namespace brivasign::standard {
 
 DigestOperation::DigestOperation(const Hash& hash) : hash_(hash), context_(EVP_MD_CTX_new()) {
   if (context_ == nullptr || EVP_DigestInit_ex(context_.get(), hash.function(), nullptr) != 1) {
-    throw std::bad_alloc();
+    throw OutOfMemory();
   }
 }
 

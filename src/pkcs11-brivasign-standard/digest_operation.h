@@ -11,7 +11,7 @@ namespace brivasign::standard {
 // One hash in the making, over data that comes in parts.
 class DigestOperation {
  public:
-  // Throws std::bad_alloc when the TLS library has no memory for it.
+  // Throws OutOfMemory when the TLS library has no memory for it.
   explicit DigestOperation(const Hash& hash);
 
   [[nodiscard]] CK_ULONG length() const { return hash_.length; }

@@ -15,7 +15,7 @@ namespace brivasign::standard {
 class FindOperation {
  public:
   // Searches for the objects that have every attribute of `filter`, each with a value where its
-  // length is not 0. May throw std::bad_alloc.
+  // length is not 0. Throws where memory runs out.
   FindOperation(CertificateStore& certificates, std::span<const CK_ATTRIBUTE> filter);
 
   // Hands out handles until `destination` is full or there are no more. Returns how many.

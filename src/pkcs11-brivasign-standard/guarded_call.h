@@ -1,7 +1,6 @@
 #pragma once
 
-#include <new>
-
+#include "host_memory.h"
 #include "pkcs11-brivasign-standard/library.h"
 #include "pkcs11.h"
 
@@ -11,22 +10,10 @@ namespace brivasign::standard {
 
 constexpr CK_SLOT_ID SLOT_ID = 1;
 
-// Returns what `work` returns, CKR_HOST_MEMORY where memory runs out.
-template <class Work>
-CK_RV guarded(Work work) noexcept {
-  try {
-    return work();
-  } catch (const std::bad_alloc&) {
-    return CKR_HOST_MEMORY;
-  } catch (...) {
-    return CKR_GENERAL_ERROR;
-  }
-}
-
 // Does `work` with the library, where it is initialised.
 template <class Work>
 CK_RV withLibrary(Work work) noexcept {
-  return guarded([&]() -> CK_RV {
+  return orHostMemory([&]() -> CK_RV {
     const auto library = currentLibrary();
     return library == nullptr ? CKR_CRYPTOKI_NOT_INITIALIZED : work(*library);
   });

@@ -3,12 +3,12 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <mutex>
 #include <string_view>
 
 #include "log/version.h"
 #include "pkcs11-brivasign-standard/entry_points.h"
 #include "pkcs11-brivasign-standard/guarded_call.h"
+#include "pkcs11-brivasign-standard/mutex.h"
 #include "pkcs11-brivasign-standard/text_field.h"
 #include "service/tls_settings.h"
 
@@ -32,7 +32,7 @@ constexpr CK_VERSION LIBRARY_VERSION = {leadingNumber(VERSION),
 // by a thread that the child does not have, and leaves it alone.
 struct Process {
   const pid_t id = getpid();
-  std::mutex mutex;  // guards `library`
+  Mutex mutex;  // guards `library`
   std::shared_ptr<Library> library;
 };
 
@@ -83,7 +83,7 @@ std::shared_ptr<Library> currentLibrary() {
 }
 
 CK_RV C_Initialize(CK_VOID_PTR pInitArgs) noexcept {
-  return guarded([&]() -> CK_RV {
+  return orHostMemory([&]() -> CK_RV {
     if (pInitArgs != nullptr) {
       const auto& arguments = *static_cast<const CK_C_INITIALIZE_ARGS*>(pInitArgs);
       if (const CK_RV refusal = checkInitializeArguments(arguments)) return refusal;

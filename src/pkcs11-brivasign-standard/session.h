@@ -1,11 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <optional>
 
 #include "pkcs11-brivasign-standard/digest_operation.h"
 #include "pkcs11-brivasign-standard/find_operation.h"
+#include "pkcs11-brivasign-standard/mutex.h"
 #include "pkcs11-brivasign-standard/sign_operation.h"
 
 namespace brivasign::standard {
@@ -16,7 +16,7 @@ struct Session {
 
   const bool isReadWrite;
 
-  std::mutex mutex;  // guards what follows
+  Mutex mutex;  // guards what follows
   std::optional<FindOperation> find;
   std::optional<DigestOperation> digest;
   std::unique_ptr<SignOperation> sign;

@@ -1,17 +1,17 @@
 #pragma once
 
-#include <mutex>
+#include <map>
 #include <optional>
-#include <unordered_map>
 
+#include "pkcs11-brivasign-standard/mutex.h"
 #include "pkcs11-brivasign-standard/session.h"
 #include "pkcs11.h"
 
 namespace brivasign::standard {
 
 // The open sessions and who is logged in, which all of them share. Any thread may call at any time.
-// A session that is closed while a call uses it lives until that call is over. May throw
-// std::bad_alloc.
+// A session that is closed while a call uses it lives until that call is over. Throws where
+// memory runs out.
 class SessionRegistry {
  public:
   struct Counts {
@@ -47,8 +47,8 @@ class SessionRegistry {
   // With the lock held.
   [[nodiscard]] CK_ULONG readWriteCount() const;
 
-  std::mutex mutex_;
-  std::unordered_map<CK_SESSION_HANDLE, SessionPtr> sessions_;
+  Mutex mutex_;
+  std::map<CK_SESSION_HANDLE, SessionPtr> sessions_;
   CK_SESSION_HANDLE lastHandle_ = 0;
   std::optional<CK_USER_TYPE> user_;
 };

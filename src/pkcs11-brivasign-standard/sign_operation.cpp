@@ -5,10 +5,10 @@
 #include <openssl/x509.h>
 
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "log/log.h"
+#include "out_of_memory.h"
 #include "service/approval.h"
 #include "service/base64.h"
 #include "service/tls_settings.h"
@@ -23,7 +23,7 @@ constexpr std::size_t PSS_OVERHEAD = 2;
 // Returns the DER encoding of the DigestInfo of `digest`, made by `hash`: what PKCS#1 v1.5 pads.
 std::string digestInfo(const Hash& hash, const std::string& digest) {
   const DigestInfoPtr info(X509_SIG_new());
-  if (info == nullptr) throw std::bad_alloc();
+  if (info == nullptr) throw OutOfMemory();
   X509_ALGOR* algorithm = nullptr;
   ASN1_OCTET_STRING* value = nullptr;
   X509_SIG_getm(info.get(), &algorithm, &value);
@@ -33,7 +33,7 @@ std::string digestInfo(const Hash& hash, const std::string& digest) {
   unsigned char* bytes = nullptr;
   const int length = i2d_X509_SIG(info.get(), &bytes);
   const OpensslBytes owner(bytes);
-  if (length <= 0) throw std::bad_alloc();
+  if (length <= 0) throw OutOfMemory();
   return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)};
 }
 

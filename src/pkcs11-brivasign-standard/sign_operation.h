@@ -11,7 +11,7 @@
 
 namespace brivasign::standard {
 
-// One signature in the making, over data that comes in parts. May throw std::bad_alloc.
+// One signature in the making, over data that comes in parts. Throws where memory runs out.
 class SignOperation {
  public:
   // Starts a signature by `mechanism`, whose parameters are copied, with the RSA key of

@@ -11,7 +11,7 @@
 #include "certcache/certificate_label.h"
 #include "certcache/object_handle.h"
 #include "pkcs11-brivasign/checks.h"
-#include "pkcs11-brivasign/host_memory.h"
+#include "host_memory.h"
 #include "pkcs11-brivasign/name_encoding.h"
 #include "pkcs11.h"
 

@@ -5,7 +5,7 @@
 #include "certcache/certcache.h"
 #include "certcache/object_handle.h"
 #include "pkcs11-brivasign/checks.h"
-#include "pkcs11-brivasign/host_memory.h"
+#include "host_memory.h"
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11-brivasign/name_encoding.h"
 #include "pkcs11-brivasign/operation.h"
