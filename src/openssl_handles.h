@@ -1,5 +1,6 @@
 #pragma once
 
+#include <openssl/asn1.h>
 #include <openssl/bio.h>
 #include <openssl/bn.h>
 #include <openssl/crypto.h>
@@ -23,6 +24,7 @@ struct OpensslDeleter {
   void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
   void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
   void operator()(RSA* key) const { RSA_free(key); }
+  void operator()(ASN1_GENERALIZEDTIME* time) const { ASN1_GENERALIZEDTIME_free(time); }
   void operator()(BIGNUM* number) const { BN_free(number); }
   void operator()(char* text) const { OPENSSL_free(text); }
   void operator()(unsigned char* bytes) const { OPENSSL_free(bytes); }
@@ -36,6 +38,7 @@ using KeyPtr = std::unique_ptr<EVP_PKEY, OpensslDeleter>;
 using KeyContextPtr = std::unique_ptr<EVP_PKEY_CTX, OpensslDeleter>;
 using DigestContextPtr = std::unique_ptr<EVP_MD_CTX, OpensslDeleter>;
 using RsaPtr = std::unique_ptr<RSA, OpensslDeleter>;
+using TimePtr = std::unique_ptr<ASN1_GENERALIZEDTIME, OpensslDeleter>;
 using BignumPtr = std::unique_ptr<BIGNUM, OpensslDeleter>;
 using OpensslText = std::unique_ptr<char, OpensslDeleter>;
 using OpensslBytes = std::unique_ptr<unsigned char, OpensslDeleter>;

@@ -24,12 +24,8 @@ std::optional<std::int32_t> certificateIdFromName(const char* name) {
   return std::atoi(name);  // NOLINT(cert-err34-c): its leniency is the rule
 }
 
-std::string certificateFileName(std::uint64_t id) {
-  return std::to_string(id) + CERTIFICATE_SUFFIX;
-}
-
 std::string certificateFilePath(std::uint64_t id) {
-  return productFilePath(CACHE_FOLDER + certificateFileName(id));
+  return productFilePath(CACHE_FOLDER + std::to_string(id) + CERTIFICATE_SUFFIX);
 }
 
 X509Ptr loadCertificate(std::uint64_t id) {

@@ -34,9 +34,6 @@ constexpr std::uint64_t widened(std::int32_t id) {
   return static_cast<std::uint64_t>(std::int64_t{id});
 }
 
-// Returns the name, without a folder, of the file of certificate `id`.
-std::string certificateFileName(std::uint64_t id);
-
 // Returns the full path of the file of certificate `id`; empty when HOME is unset.
 std::string certificateFilePath(std::uint64_t id);
 

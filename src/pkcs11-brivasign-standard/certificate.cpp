@@ -6,9 +6,6 @@
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
-#include <cstdio>
-#include <ctime>
-
 #include "certcache/certificate_label.h"
 #include "certcache/keyless_certificate.h"
 #include "out_of_memory.h"
@@ -17,7 +14,6 @@ namespace brivasign::standard {
 namespace {
 
 constexpr std::size_t CHECK_VALUE_LENGTH = 3;  // bytes
-constexpr std::size_t DATE_SIZE = sizeof(CK_DATE) + 1;
 
 // Returns the DER encoding that `encode`, one of the TLS library's i2d functions, makes of
 // `object`.
@@ -31,11 +27,11 @@ std::string encoded(Encode encode, Object* object) {
 }
 
 std::string dateOf(const ASN1_TIME* time) {
-  std::tm fields = {};
-  if (ASN1_TIME_to_tm(time, &fields) != 1) return {};
-  char text[DATE_SIZE] = {};
-  const std::size_t length = std::strftime(text, sizeof text, "%Y%m%d", &fields);
-  return {text, length};
+  const TimePtr written(ASN1_TIME_to_generalizedtime(time, nullptr));
+  if (written == nullptr) return {};
+  // It begins with year, month and day.
+  const auto* const text = reinterpret_cast<const char*>(ASN1_STRING_get0_data(written.get()));
+  return {text, sizeof(CK_DATE)};
 }
 
 std::string checkValueOf(const std::string& value) {

@@ -39,27 +39,10 @@ std::set<std::uint64_t> numbersIn(DIR* directory) {
 
 CertificatePtr CertificateStore::find(std::uint64_t id) {
   if (id >= KEY_HANDLE_OFFSET) return nullptr;
-  return read(id, AT_FDCWD, certificateFilePath(id).c_str());
-}
-
-std::vector<CertificatePtr> CertificateStore::list() {
-  const DirectoryPtr directory = openCertificateDirectory();
-  if (directory == nullptr) return {};
-  const std::set<std::uint64_t> numbers = numbersIn(directory.get());
-  std::vector<CertificatePtr> certificates;
-  certificates.reserve(numbers.size());
-  for (const std::uint64_t id : numbers) {
-    CertificatePtr certificate = read(id, dirfd(directory.get()), certificateFileName(id).c_str());
-    if (certificate != nullptr) certificates.push_back(std::move(certificate));
-  }
-  keepOnly(numbers);
-  return certificates;
-}
-
-CertificatePtr CertificateStore::read(std::uint64_t id, int folder, const char* name) {
+  const std::string path = certificateFilePath(id);
   struct stat status = {};
   // Nothing but a file: a pipe would keep its reader waiting.
-  if (fstatat(folder, name, &status, 0) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   {
     const std::scoped_lock lock(mutex_);
     const auto known = entries_.find(id);
@@ -67,7 +50,7 @@ CertificatePtr CertificateStore::read(std::uint64_t id, int folder, const char* 
       return known->second.certificate;
     }
   }
-  const int descriptor = openat(folder, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return nullptr;
   const BioPtr file(BIO_new_fd(descriptor, BIO_CLOSE));
   if (file == nullptr) {
@@ -84,6 +67,20 @@ CertificatePtr CertificateStore::read(std::uint64_t id, int folder, const char* 
     entries_.insert_or_assign(id, Entry{stamp, certificate});
   }
   return certificate;
+}
+
+std::vector<CertificatePtr> CertificateStore::list() {
+  const DirectoryPtr directory = openCertificateDirectory();
+  if (directory == nullptr) return {};
+  const std::set<std::uint64_t> numbers = numbersIn(directory.get());
+  std::vector<CertificatePtr> certificates;
+  certificates.reserve(numbers.size());
+  for (const std::uint64_t id : numbers) {
+    CertificatePtr certificate = find(id);
+    if (certificate != nullptr) certificates.push_back(std::move(certificate));
+  }
+  keepOnly(numbers);
+  return certificates;
 }
 
 void CertificateStore::keepOnly(const std::set<std::uint64_t>& numbers) {

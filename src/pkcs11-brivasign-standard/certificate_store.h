@@ -16,7 +16,7 @@ namespace brivasign::standard {
 // time. Throws where memory runs out.
 class CertificateStore {
  public:
-  // Returns the certificate of number `id`; null when its file is missing or holds none.
+  // Returns the certificate of number `id`, any number; null when its file is missing or holds none.
   CertificatePtr find(std::uint64_t id);
 
   // Returns all that there are, in the order of their numbers.
@@ -27,10 +27,6 @@ class CertificateStore {
     FileStamp stamp;
     CertificatePtr certificate;
   };
-
-  // Returns the certificate of number `id` in the file `name`, a path or in the folder open as
-  // `folder`.
-  CertificatePtr read(std::uint64_t id, int folder, const char* name);
 
   // Forgets all but `numbers`.
   void keepOnly(const std::set<std::uint64_t>& numbers);
