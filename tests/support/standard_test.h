@@ -42,6 +42,8 @@ class StandardTest : public ServiceTest {
     return bytes;
   }
 
+  static CK_BYTE_PTR bytes(std::string& text) { return reinterpret_cast<CK_BYTE_PTR>(text.data()); }
+
   // Signs `parts` by `mechanism`, whose parameters are gone after C_SignInit, in one call where
   // there is one part, into the room of `made`.
   CK_RV signParts(CK_MECHANISM mechanism, CK_OBJECT_HANDLE key, std::vector<std::string> parts,
@@ -49,7 +51,6 @@ class StandardTest : public ServiceTest {
     CK_RV result = p11->C_SignInit(in, &mechanism, key);
     std::fill_n(static_cast<char*>(mechanism.pParameter), mechanism.ulParameterLen, '\xEE');
     CK_ULONG length = made.size();
-    const auto bytes = [](std::string& text) { return reinterpret_cast<CK_BYTE_PTR>(text.data()); };
     if (result == CKR_OK && parts.size() == 1) {
       result = p11->C_Sign(in, bytes(parts[0]), parts[0].size(), bytes(made), &length);
     } else if (result == CKR_OK) {
