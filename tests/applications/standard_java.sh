@@ -7,11 +7,13 @@ setUp "$1" default-jdk-headless jar --version
 printf 'name = Quorvent\nlibrary = %s\n' "$HOME/$MODULE" >quorvent.cfg
 
 cat >Sign.java <<'JAVA'
+import java.net.Socket;
 import java.security.*;
 import java.security.cert.Certificate;
 import java.security.spec.*;
 import java.util.*;
 import java.util.concurrent.*;
+import javax.net.ssl.*;
 
 public class Sign {
   public static void main(String[] arguments) throws Exception {
@@ -44,15 +46,29 @@ public class Sign {
         return verifier.verify(signature);
       }));
     }
+    threads.shutdown();
     int valid = 0;
     for (Future<Boolean> result : results) if (result.get()) ++valid;
     System.out.println(valid + " of " + results.size() + " signatures are valid");
-    System.exit(0);
+
+    KeyManagerFactory keys = KeyManagerFactory.getInstance("SunX509");
+    keys.init(store, null);
+    SSLContext context = SSLContext.getInstance("TLSv1.3");
+    context.init(keys.getKeyManagers(), null, null);
+    Socket socket =
+        context.getSocketFactory().createSocket("127.0.0.1", Integer.parseInt(arguments[0]));
+    socket.getOutputStream().write("GET / HTTP/1.0\r\n\r\n".getBytes());
+    socket.getInputStream().transferTo(System.out);
   }
 }
 JAVA
 startService at-once
-run java Sign.java || fail "the program does not end well"
+startTlsServer -tls1_3 -www
+run keytool -importcert -noprompt -file local-pki/ca.pem -keystore trusted -storepass 123456 ||
+  fail "the CA cannot be trusted"
+run java -Djavax.net.ssl.trustStore="$HOME/trusted" \
+  -Djavax.net.ssl.trustStorePassword=123456 Sign.java "$TLS_PORT" || fail "the program does not end well"
 stopService
 expectText java "40 of 40 signatures are valid"
-expectLines service 40 '^request .*: filed$' "the service should be asked for 40 signatures"
+expectText java "Subject: C=BR, O=Quorvent Local, CN="
+expectLines service 41 '^request .*: filed$' "the service should be asked for 41 signatures"
