@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <fstream>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -163,7 +164,8 @@ TEST_F(StandardSign, AQueryOfTheLengthAndTooSmallABufferChangeNothing) {
   ScriptedService service({FILED, accepted(base64(signatureOf(DATA, "sha256")))});
   run("C_SignInit 1 M 800003E9 = 0;" + with(refused, " 1 D E") + "C_Sign 1 D E O &n = 0; n ? 100;" +
       "C_Sign 1 D E O &n = 91; C_SignInit 1 M 800003E9 = 0; C_SignUpdate 1 D 4 = 0;" +
-      "C_Sign 1 D E O &n = 91;" + with(refused, "Final 1"));
+      "C_Sign 1 D E O &n = 91; C_SignInit 1 M 800003E9 = 0; C_SignUpdate 1 D 4 = 0; " +
+      with(refused, "Final 1"));
   EXPECT_EQ(made, signatureOf(DATA, "sha256"));
   EXPECT_EQ(service.requests.size(), 2U);
   run("C_SignFinal 1 O 0 = 7; C_SignFinal 1 O &n = 91; C_SignInit 9 M 800003E9 = B3;"
@@ -216,6 +218,71 @@ TEST_F(StandardSign, OnlyTheRightSignatureReachesTheCaller) {
     EXPECT_EQ(p11->C_SignFinal(1, nullptr, nullptr), CKR_OPERATION_NOT_INITIALIZED) << "it is over";
   }
 }
+
+#ifndef __SANITIZE_ADDRESS__  // which has the memory itself
+// How many allocations of this thread still succeed before one fails; below 0 all do.
+static thread_local long allocationsLeft = -1;
+
+static bool isOut() { return allocationsLeft >= 0 && allocationsLeft-- == 0; }
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*)
+extern "C" void* __libc_malloc(std::size_t);
+extern "C" void* __libc_realloc(void*, std::size_t);
+void* malloc(std::size_t size) noexcept { return isOut() ? nullptr : __libc_malloc(size); }
+void* realloc(void* memory, std::size_t size) noexcept {
+  return isOut() ? nullptr : __libc_realloc(memory, size);
+}
+// NOLINTEND
+
+TEST_F(StandardSign, LackOfMemoryIsAResult) {
+  const std::string right = signatureOf(DATA, "sha256");
+  ScriptedService service({FILED, accepted(base64(right))});
+  std::string data = DATA;
+  std::string made;
+  CK_ULONG length = 256;
+  CK_MECHANISM sign = {0x40, nullptr, 0};
+  CK_MECHANISM digest = {CKM_SHA256, nullptr, 0};
+  pointers = {{"sign", &sign}, {"digest", &digest}};
+  CK_ATTRIBUTE attribute = {CKA_START_DATE, nullptr, 0};
+  struct Row {
+    std::string before;
+    std::function<CK_RV()> call;
+    std::function<bool()> isRight;
+    long most;  // of failing allocations, behind which the TLS library itself does not look
+  };
+  for (const Row& row : std::vector<Row>{
+           {"", [&] { return p11->C_OpenSession(1, 4, nullptr, nullptr, &length); },
+            [&] { return length == 2; }, 9999},
+           {"", [&] { return p11->C_FindObjectsInit(1, nullptr, 0); },
+            [&] { return p11->C_FindObjectsFinal(1) == CKR_OK && find().size() == 6; }, 9999},
+           {"", [&] { return p11->C_GetAttributeValue(1, MARIA, &attribute, 1); },
+            [&] { return attribute.ulValueLen == 8; }, 9999},
+           {"", [&] { return init(sign); }, [&] { return init(sign) == CKR_OPERATION_ACTIVE; },
+            9999},
+           {"C_DigestInit 1 digest = 0",
+            [&] { return p11->C_Digest(1, bytes(data), data.size(), bytes(made), &length); },
+            [&] {
+              return made.substr(0, 32) ==
+                     output("printf '" + DATA + "' | openssl dgst -binary -sha256").first;
+            },
+            9999},
+           {"C_SignInit 1 sign 800003E9 = 0",
+            [&] { return p11->C_Sign(1, bytes(data), data.size(), bytes(made), &length); },
+            [&] { return made == right; }, 17}}) {
+    bool isOver = false;
+    for (long i = 0; !isOver && i < row.most; ++i) {
+      run("C_Finalize = 0; C_Initialize = 0; C_OpenSession 1 4 0 0 &n = 0");
+      if (!row.before.empty()) run(row.before);
+      made.assign(256, '\xEE');
+      length = 256;
+      allocationsLeft = i;
+      const CK_RV result = row.call();
+      isOver = std::exchange(allocationsLeft, -1) >= 0;
+      EXPECT_TRUE(result == CKR_OK ? row.isRight() : !isOver && result == CKR_HOST_MEMORY)
+          << row.before << ' ' << i << ' ' << result;
+    }
+  }
+}
+#endif
 
 TEST_F(StandardSign, TheServiceMustCarryTheHostsName) {
   EXPECT_NE(certificate("-CA " LOCAL_PKI "/ca.pem -CAkey " LOCAL_PKI "/ca.key"), "");

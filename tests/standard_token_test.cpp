@@ -217,6 +217,8 @@ TEST_F(Standard, EveryAttributeIsAnsweredAndFound) {
       }
     }
   }
+  write("certificados/11.cer", certificate("-utf8 -nameopt utf8 -subj '/CN=José €'"));
+  EXPECT_EQ(value(11, CKA_LABEL), "(4660) José €");
   for (const CK_ULONG type : {0x123UL, 0x124UL, 0x125UL, 0x126UL, 0x127UL, 0x128UL}) {
     EXPECT_EQ(ask(KEY + 10, type), CKR_ATTRIBUTE_SENSITIVE);
     EXPECT_EQ(ask(PUBLIC + 10, type), CKR_ATTRIBUTE_TYPE_INVALID);
@@ -340,9 +342,10 @@ TEST_F(Standard, DigestsAndRandomNumbers) {
         "C_Digest 1 D 3 O &n = 150; C_Digest 1 D 3 0 &n = 0; C_Digest 1 D 3 O &n = 0");
     EXPECT_EQ(made, expected);
     made.assign(made.size(), '\xEE');
-    run("C_DigestInit 1 M = 0; C_DigestUpdate 1 D 1 = 0; C_Digest 1 D 3 O &n = 91");
     pointers["E"] = data.data() + 1;
-    run("C_DigestUpdate 1 E 2 = 0; C_DigestFinal 1 0 &n = 0; C_DigestFinal 1 O &n = 0;"
+    run("C_DigestInit 1 M = 0; C_DigestUpdate 1 D 1 = 0; C_Digest 1 D 3 O &n = 91;"
+        "C_DigestFinal 1 O &n = 91; C_DigestInit 1 M = 0; C_DigestUpdate 1 D 1 = 0;"
+        "C_DigestUpdate 1 E 2 = 0; C_DigestFinal 1 0 &n = 0; C_DigestFinal 1 O &n = 0;"
         "C_DigestFinal 1 O &n = 91; C_DigestInit 1 M = 0; C_Digest 1 0 1 O &n = 7;"
         "C_DigestUpdate 1 D 1 = 91");
     EXPECT_EQ(made, expected);

@@ -1,14 +1,13 @@
 #include "pkcs11-brivasign-standard/certificate.h"
 
 #include <openssl/asn1.h>
-#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
 #include "certcache/certificate_label.h"
-#include "certcache/keyless_certificate.h"
 #include "out_of_memory.h"
+#include "pkcs11-brivasign-standard/error_queue.h"
 
 namespace brivasign::standard {
 namespace {
@@ -64,11 +63,13 @@ void readRsaKey(const X509_PUBKEY* key, Certificate& certificate) {
 
 }  // namespace
 
-CertificatePtr readCertificate(std::uint64_t id, BIO* source) {
-  const X509Ptr parsed = parseKeylessCertificate(source);
+CertificatePtr readCertificate(const KeylessContext& context, std::uint64_t id, BIO* source) {
+  ERR_clear_error();
+  const X509Ptr parsed = context.parse(source);
   if (parsed == nullptr) {
-    // What is no certificate is skipped, and no later line of the log shall speak of it.
-    ERR_clear_error();
+    // The parser tells what is wrong with a file, but not of each lack of memory.
+    if (ERR_peek_error() == 0) throw OutOfMemory();
+    clearErrors();
     return nullptr;
   }
   X509* const x509 = parsed.get();
@@ -76,7 +77,7 @@ CertificatePtr readCertificate(std::uint64_t id, BIO* source) {
   auto certificate = std::make_shared<Certificate>();
   certificate->id = id;
   certificate->value = encoded(i2d_X509, x509);
-  certificate->label = certificateLabel(x509);
+  certificate->label = certificateLabel(x509, NameForm::UTF8);
   certificate->subject = encoded(i2d_X509_NAME, X509_get_subject_name(x509));
   certificate->issuer = encoded(i2d_X509_NAME, X509_get_issuer_name(x509));
   certificate->serialNumber = encoded(i2d_ASN1_INTEGER, X509_get_serialNumber(x509));
@@ -85,7 +86,7 @@ CertificatePtr readCertificate(std::uint64_t id, BIO* source) {
   certificate->checkValue = checkValueOf(certificate->value);
   certificate->publicKeyInfo = encoded(i2d_X509_PUBKEY, key);
   readRsaKey(key, *certificate);
-  ERR_clear_error();
+  clearErrors();
   return certificate;
 }
 

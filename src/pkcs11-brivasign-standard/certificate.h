@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "openssl_handles.h"
+#include "certcache/keyless_certificate.h"
 #include "pkcs11.h"
 
 namespace brivasign::standard {
@@ -33,8 +33,8 @@ struct Certificate {
 
 using CertificatePtr = std::shared_ptr<const Certificate>;
 
-// Reads the certificate of number `id` from the start of `source`. Returns null when there is none.
-// Throws where memory runs out.
-CertificatePtr readCertificate(std::uint64_t id, BIO* source);
+// Reads the certificate of number `id` from the start of `source`, in `context`. Returns null when
+// there is none. Throws where memory runs out.
+CertificatePtr readCertificate(const KeylessContext& context, std::uint64_t id, BIO* source);
 
 }  // namespace brivasign::standard

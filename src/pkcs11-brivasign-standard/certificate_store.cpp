@@ -58,10 +58,10 @@ CertificatePtr CertificateStore::find(std::uint64_t id) {
     throw OutOfMemory();
   }
   // The file may be another one by now.
-  if (fstat(descriptor, &status) != 0) return nullptr;
+  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
   const FileStamp stamp = fileStamp(status);
   const bool isKept = isSettled(stamp);
-  CertificatePtr certificate = readCertificate(id, file.get());
+  CertificatePtr certificate = readCertificate(context_, id, file.get());
   if (isKept && certificate != nullptr) {
     const std::scoped_lock lock(mutex_);
     entries_.insert_or_assign(id, Entry{stamp, certificate});

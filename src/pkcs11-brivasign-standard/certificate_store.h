@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "certcache/file_stamp.h"
+#include "certcache/keyless_certificate.h"
 #include "pkcs11-brivasign-standard/certificate.h"
 #include "pkcs11-brivasign-standard/mutex.h"
 
@@ -16,7 +17,8 @@ namespace brivasign::standard {
 // time. Throws where memory runs out.
 class CertificateStore {
  public:
-  // Returns the certificate of number `id`, any number; null when its file is missing or holds none.
+  // Returns the certificate of number `id`, any number; null when its file is missing or holds
+  // none.
   CertificatePtr find(std::uint64_t id);
 
   // Returns all that there are, in the order of their numbers.
@@ -31,6 +33,7 @@ class CertificateStore {
   // Forgets all but `numbers`.
   void keepOnly(const std::set<std::uint64_t>& numbers);
 
+  const KeylessContext context_;
   Mutex mutex_;
   std::map<std::uint64_t, Entry> entries_;  // by number
 };

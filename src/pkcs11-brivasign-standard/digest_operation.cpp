@@ -4,7 +4,7 @@
 
 namespace brivasign::standard {
 
-DigestOperation::DigestOperation(const Hash& hash) : hash_(hash), context_(EVP_MD_CTX_new()) {
+DigestOperation::DigestOperation(const Hash& hash) : hash_(&hash), context_(EVP_MD_CTX_new()) {
   if (context_ == nullptr || EVP_DigestInit_ex(context_.get(), hash.function(), nullptr) != 1) {
     throw OutOfMemory();
   }
@@ -12,12 +12,13 @@ DigestOperation::DigestOperation(const Hash& hash) : hash_(hash), context_(EVP_M
 
 void DigestOperation::update(std::span<const CK_BYTE> data) {
   hasParts_ = true;
-  EVP_DigestUpdate(context_.get(), data.data(), data.size());
+  if (EVP_DigestUpdate(context_.get(), data.data(), data.size()) != 1) throw OutOfMemory();
 }
 
 std::string DigestOperation::finish() {
-  std::string digest(hash_.length, '\0');
-  EVP_DigestFinal_ex(context_.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr);
+  std::string digest(hash_->length, '\0');
+  auto* const output = reinterpret_cast<unsigned char*>(digest.data());
+  if (EVP_DigestFinal_ex(context_.get(), output, nullptr) != 1) throw OutOfMemory();
   return digest;
 }
 

@@ -14,7 +14,7 @@ class DigestOperation {
   // Throws OutOfMemory when the TLS library has no memory for it.
   explicit DigestOperation(const Hash& hash);
 
-  [[nodiscard]] CK_ULONG length() const { return hash_.length; }
+  [[nodiscard]] CK_ULONG length() const { return hash_->length; }
 
   // Whether data has come that C_Digest has not brought.
   [[nodiscard]] bool hasParts() const { return hasParts_; }
@@ -25,7 +25,7 @@ class DigestOperation {
   std::string finish();
 
  private:
-  const Hash& hash_;
+  const Hash* hash_;
   DigestContextPtr context_;
   bool hasParts_ = false;
 };

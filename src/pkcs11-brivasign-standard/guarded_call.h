@@ -14,7 +14,8 @@ constexpr CK_SLOT_ID SLOT_ID = 1;
 template <class Work>
 CK_RV withLibrary(Work work) noexcept {
   return orHostMemory([&]() -> CK_RV {
-    const auto library = currentLibrary();
+    const Call call;
+    const auto library = call.library();
     return library == nullptr ? CKR_CRYPTOKI_NOT_INITIALIZED : work(*library);
   });
 }

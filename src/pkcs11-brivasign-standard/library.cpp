@@ -1,5 +1,6 @@
 #include "pkcs11-brivasign-standard/library.h"
 
+#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -38,9 +39,14 @@ struct Process {
 
 std::atomic<Process*> known;
 
+// At the end of the process other threads may still call. Each of them either shows here in time
+// for all that it uses to stay, or sees that it is over.
+std::atomic<int> callsInProgress;
+std::atomic<bool> isOver;
+
 // Returns the process's own, null while it has none.
 Process* thisProcess() {
-  Process* const process = known.load();
+  Process* const process = isOver ? nullptr : known.load();
   return process != nullptr && process->id == getpid() ? process : nullptr;
 }
 
@@ -53,12 +59,14 @@ Process& madeProcess() {
   return known.compare_exchange_strong(process, made.get()) ? *made.release() : *process;
 }
 
-// Unloading the library leaves nothing behind, whether it was finalised or not. A host's exit
-// handler that still calls finds the library not initialised.
-[[gnu::destructor]] void forgetProcess() {
+// Unloading the library leaves nothing behind, whether it was finalised or not. Who still calls
+// finds it not initialised.
+[[gnu::destructor]] void end() {
   Process* const process = thisProcess();
-  known = nullptr;
+  isOver = true;
+  if (callsInProgress != 0) return;
   delete process;
+  OPENSSL_cleanup();
 }
 
 // Tests what the caller says of threads: locks of its own are not used, the system's are.
@@ -75,7 +83,11 @@ CK_RV checkInitializeArguments(const CK_C_INITIALIZE_ARGS& arguments) {
 
 }  // namespace
 
-std::shared_ptr<Library> currentLibrary() {
+Call::Call() { ++callsInProgress; }
+
+Call::~Call() { --callsInProgress; }
+
+std::shared_ptr<Library> Call::library() const {
   Process* const process = thisProcess();
   if (process == nullptr) return nullptr;
   const std::scoped_lock lock(process->mutex);
@@ -88,9 +100,13 @@ CK_RV C_Initialize(CK_VOID_PTR pInitArgs) noexcept {
       const auto& arguments = *static_cast<const CK_C_INITIALIZE_ARGS*>(pInitArgs);
       if (const CK_RV refusal = checkInitializeArguments(arguments)) return refusal;
     }
+    const Call call;
+    if (isOver) return CKR_GENERAL_ERROR;
     Process& process = madeProcess();
     const std::scoped_lock lock(process.mutex);
     if (process.library != nullptr) return CKR_CRYPTOKI_ALREADY_INITIALIZED;
+    // Its own end would come while other threads may still call.
+    OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
     startTlsLibrary();
     process.library = std::make_shared<Library>();
     return CKR_OK;
@@ -98,6 +114,7 @@ CK_RV C_Initialize(CK_VOID_PTR pInitArgs) noexcept {
 }
 
 CK_RV C_Finalize(CK_VOID_PTR pReserved) noexcept {
+  const Call call;
   Process* const process = thisProcess();
   if (process == nullptr) return CKR_CRYPTOKI_NOT_INITIALIZED;
   // Calls in other threads go on with what they hold; the last one releases it.

@@ -13,8 +13,17 @@ struct Library {
   CertificateStore certificates;
 };
 
-// Returns the library of this process; null while it is not initialised, as in a process that has
-// been forked since.
-std::shared_ptr<Library> currentLibrary();
+// One call of the library. As long as it lasts nothing that it uses goes.
+class Call {
+ public:
+  Call();
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+  ~Call();
+
+  // Returns the library of this process; null while it is not initialised, as in a process that has
+  // been forked since.
+  [[nodiscard]] std::shared_ptr<Library> library() const;
+};
 
 }  // namespace brivasign::standard

@@ -10,6 +10,10 @@
 
 namespace brivasign::standard {
 
+// Of keys in bits: what the TLS library verifies.
+constexpr CK_ULONG LEAST_KEY_SIZE = 512;
+constexpr CK_ULONG GREATEST_KEY_SIZE = 16384;
+
 struct Hash {
   CK_MECHANISM_TYPE type;
   CK_RSA_PKCS_MGF_TYPE mask;  // the mask generation function that is made of it

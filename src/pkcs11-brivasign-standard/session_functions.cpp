@@ -44,14 +44,12 @@ CK_RV C_Login(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR
   return withSession(hSession, [&](Library& library, Session& /*session*/) -> CK_RV {
     if (userType == CKU_CONTEXT_SPECIFIC) return CKR_OPERATION_NOT_INITIALIZED;
     if (userType != CKU_SO && userType != CKU_USER) return CKR_USER_TYPE_INVALID;
-    return library.sessions.login(userType);
+    return library.sessions.login(hSession, userType);
   });
 }
 
 CK_RV C_Logout(CK_SESSION_HANDLE hSession) noexcept {
-  return withSession(hSession, [&](Library& library, Session& /*session*/) -> CK_RV {
-    return library.sessions.logout();
-  });
+  return withLibrary([&](Library& library) { return library.sessions.logout(hSession); });
 }
 
 CK_RV C_GetFunctionStatus(CK_SESSION_HANDLE hSession) noexcept {

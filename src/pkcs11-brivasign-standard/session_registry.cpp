@@ -44,17 +44,19 @@ CK_STATE SessionRegistry::stateOf(const Session& session) {
   return user_ ? CKS_RO_USER_FUNCTIONS : CKS_RO_PUBLIC_SESSION;
 }
 
-CK_RV SessionRegistry::login(CK_USER_TYPE user) {
+CK_RV SessionRegistry::login(CK_SESSION_HANDLE handle, CK_USER_TYPE user) {
   const std::scoped_lock lock(mutex_);
-  if (user_)
-    return *user_ == user ? CKR_USER_ALREADY_LOGGED_IN : CKR_USER_ANOTHER_ALREADY_LOGGED_IN;
+  if (!sessions_.contains(handle)) return CKR_SESSION_HANDLE_INVALID;
+  if (user_ == user) return CKR_USER_ALREADY_LOGGED_IN;
+  if (user_) return CKR_USER_ANOTHER_ALREADY_LOGGED_IN;
   if (user == CKU_SO && readWriteCount() != sessions_.size()) return CKR_SESSION_READ_ONLY_EXISTS;
   user_ = user;
   return CKR_OK;
 }
 
-CK_RV SessionRegistry::logout() {
+CK_RV SessionRegistry::logout(CK_SESSION_HANDLE handle) {
   const std::scoped_lock lock(mutex_);
+  if (!sessions_.contains(handle)) return CKR_SESSION_HANDLE_INVALID;
   if (!user_) return CKR_USER_NOT_LOGGED_IN;
   user_.reset();
   return CKR_OK;

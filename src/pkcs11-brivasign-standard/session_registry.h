@@ -36,12 +36,13 @@ class SessionRegistry {
   // Returns the state of `session`, one of the CKS_ values.
   CK_STATE stateOf(const Session& session);
 
-  // Logs `user` in, CKU_SO or CKU_USER. Returns CKR_OK, CKR_USER_ALREADY_LOGGED_IN,
-  // CKR_USER_ANOTHER_ALREADY_LOGGED_IN or CKR_SESSION_READ_ONLY_EXISTS.
-  CK_RV login(CK_USER_TYPE user);
+  // Logs `user`, CKU_SO or CKU_USER, in through the session of `handle`. Returns CKR_OK,
+  // CKR_SESSION_HANDLE_INVALID, CKR_USER_ALREADY_LOGGED_IN, CKR_USER_ANOTHER_ALREADY_LOGGED_IN or
+  // CKR_SESSION_READ_ONLY_EXISTS.
+  CK_RV login(CK_SESSION_HANDLE handle, CK_USER_TYPE user);
 
-  // Returns CKR_OK or CKR_USER_NOT_LOGGED_IN.
-  CK_RV logout();
+  // Returns CKR_OK, CKR_SESSION_HANDLE_INVALID or CKR_USER_NOT_LOGGED_IN.
+  CK_RV logout(CK_SESSION_HANDLE handle);
 
  private:
   // With the lock held.

@@ -96,8 +96,8 @@ CK_RV C_Sign(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
   return withSession(hSession, [&](Library& /*library*/, Session& session) -> CK_RV {
     PendingSignature pending(session);
     if (!pending.isThere()) return CKR_OPERATION_NOT_INITIALIZED;
-    // What has been begun in parts ends in parts.
-    if (pending.operation().hasParts()) return pending.keep(CKR_OPERATION_NOT_INITIALIZED);
+    // What has been begun in parts ends in parts, and ends here too.
+    if (pending.operation().hasParts()) return CKR_OPERATION_NOT_INITIALIZED;
     if (pulSignatureLen == nullptr || !isReadable(pData, ulDataLen)) return CKR_ARGUMENTS_BAD;
     if (const auto room = checkRoom(pSignature, pulSignatureLen, pending.operation().length())) {
       return pending.keep(*room);

@@ -1,7 +1,7 @@
 #include "pkcs11-brivasign-standard/sign_operation.h"
 
-#include <openssl/err.h>
 #include <openssl/objects.h>
+#include <openssl/rsa.h>
 #include <openssl/x509.h>
 
 #include <cstring>
@@ -9,6 +9,7 @@
 
 #include "log/log.h"
 #include "out_of_memory.h"
+#include "pkcs11-brivasign-standard/error_queue.h"
 #include "service/approval.h"
 #include "service/base64.h"
 #include "service/tls_settings.h"
@@ -27,9 +28,12 @@ std::string digestInfo(const Hash& hash, const std::string& digest) {
   X509_ALGOR* algorithm = nullptr;
   ASN1_OCTET_STRING* value = nullptr;
   X509_SIG_getm(info.get(), &algorithm, &value);
-  X509_ALGOR_set0(algorithm, OBJ_nid2obj(EVP_MD_type(hash.function())), V_ASN1_NULL, nullptr);
-  ASN1_OCTET_STRING_set(value, reinterpret_cast<const unsigned char*>(digest.data()),
-                        static_cast<int>(digest.size()));
+  if (X509_ALGOR_set0(algorithm, OBJ_nid2obj(EVP_MD_type(hash.function())), V_ASN1_NULL, nullptr) !=
+          1 ||
+      ASN1_OCTET_STRING_set(value, reinterpret_cast<const unsigned char*>(digest.data()),
+                            static_cast<int>(digest.size())) != 1) {
+    throw OutOfMemory();
+  }
   unsigned char* bytes = nullptr;
   const int length = i2d_X509_SIG(info.get(), &bytes);
   const OpensslBytes owner(bytes);
@@ -51,8 +55,15 @@ CK_RV readPssParameters(const CK_MECHANISM& mechanism, const Hash* required, con
   return isServed ? CKR_OK : CKR_MECHANISM_PARAM_INVALID;
 }
 
-// Returns whether the padding of `scheme` holds the hash in a key of `bits`.
-bool fits(const Scheme& scheme, CK_ULONG bits) {
+// Returns whether the TLS library verifies what the key of `certificate` signs, and the padding of
+// `scheme` holds the hash.
+bool fits(const Scheme& scheme, const Certificate& certificate) {
+  const CK_ULONG bits = certificate.modulusBits;
+  if (bits < LEAST_KEY_SIZE || bits > GREATEST_KEY_SIZE ||
+      (bits > OPENSSL_RSA_SMALL_MODULUS_BITS &&
+       certificate.publicExponent.size() > OPENSSL_RSA_MAX_PUBEXP_BITS / 8)) {
+    return false;
+  }
   if (scheme.hash == nullptr) return true;
   if (scheme.padding == Padding::PSS) {
     return (bits + 6) / 8 >= 2 * scheme.hash->length + PSS_OVERHEAD;
@@ -86,7 +97,7 @@ CK_RV SignOperation::start(const CK_MECHANISM& mechanism, CertificatePtr certifi
   } else if (mechanism.ulParameterLen != 0) {
     return CKR_MECHANISM_PARAM_INVALID;
   }
-  if (!fits(scheme, certificate->modulusBits)) return CKR_KEY_SIZE_RANGE;
+  if (!fits(scheme, *certificate)) return CKR_KEY_SIZE_RANGE;
   operation.reset(new SignOperation(*known, scheme, std::move(certificate)));
   return CKR_OK;
 }
@@ -138,11 +149,14 @@ CK_RV SignOperation::finish(std::string& signature) {
       return CKR_DEVICE_ERROR;
   }
   std::string bytes = decoded(outcome.signature);
-  if (bytes.size() != length() || !isSignature(bytes, data_, scheme_, *certificate_)) {
+  ERR_clear_error();
+  const bool isRight =
+      bytes.size() == length() && isSignature(bytes, data_, scheme_, *certificate_);
+  clearErrors();
+  if (!isRight) {
     writeLog("A assinatura recebida nao confere com a chave do certificado.");
     return CKR_DEVICE_ERROR;
   }
-  ERR_clear_error();
   signature = std::move(bytes);
   return CKR_OK;
 }

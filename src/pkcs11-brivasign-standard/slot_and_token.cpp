@@ -9,10 +9,6 @@
 namespace brivasign::standard {
 namespace {
 
-// Of keys in bits: what the TLS library verifies.
-constexpr CK_ULONG LEAST_KEY_SIZE = 512;
-constexpr CK_ULONG GREATEST_KEY_SIZE = 16384;
-
 constexpr CK_ULONG LONGEST_PIN = 255;  // bytes; any is taken
 
 constexpr CK_VERSION NO_VERSION = {0, 0};
