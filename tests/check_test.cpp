@@ -43,6 +43,7 @@ const std::string PLAIN_HTTP =
 TEST_F(Check, NamesTheCauseAndChangesNothing) {
   const std::string byCa = " -CA " LOCAL_PKI "/ca.pem -CAkey " LOCAL_PKI "/ca.key ";
   write("../../../big.der", certificate("-newkey rsa:3072 -nodes"));
+  write("../../../curve.der", certificate("-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes"));
   write("../../../expired.der", certificate("", byCa + "-clrext -days 0"));
   std::filesystem::rename(home / "made.pem", home / "expired.pem");
   EXPECT_NE(certificate(byCa), "");
@@ -114,13 +115,14 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "update-flag.denied log.denied ",
             "touch ambiente atualizar; chmod 0 maquinaId a* c*; chmod 400 orvix.log"},
            {"machine-identifier.unprintable certificate.misnamed certificate.listed-twice "
-            "certificate.expired certificate.damaged certificate.unusable-key "
-            "certificate.too-large log.large ",
+            "certificate.expired certificate.damaged certificate.other-key-size "
+            "certificate.unusable-key certificate.too-large log.large ",
             "printf 'f00d\r\n' >maquinaId; head -c 11534336 /dev/zero >orvix.log; cd c*; cp 7.cer "
             "0042.cer; "
             "cp 7.cer 07.cer; cp ~/expired.der 1.cer; echo -----BEGIN >2.cer; cp ~/big.der 3.cer; "
-            "head -c 2000000 /dev/zero >8.cer",
-            {"holds a carriage return", "2.cer: is in PEM", "for which \"42.cer\" is looked for"}},
+            "cp ~/curve.der 4.cer; head -c 2000000 /dev/zero >8.cer",
+            {"holds a carriage return", "2.cer: is in PEM", "has 3072 bits: only",
+             "for which \"42.cer\" is looked for"}},
            {"name-resolution.placeholder connection.unseen secure-channel.unseen ",
             "",
             {},

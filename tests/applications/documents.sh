@@ -18,8 +18,11 @@ for document in README.md docs/*.md; do
   done < <(grep -oE '\]\([^):]+\)' "$document" | sed 's/^](//; s/)$//')
 done
 while read -r _ name value; do
-  ! grep -rqw "$name" "$sources/src/pkcs11-brivasign" ||
-    grep -q "^| ${value%UL} | $name |" docs/return-codes.md || complain "no row for $name"
+  for library in pkcs11-brivasign{,-standard}; do
+    ! grep -rqw "$name" "$sources/src/$library" ||
+      grep -q "^| ${value%UL} | $name |" <(sed -n "/^## .$library.$/,/^## /p" docs/return-codes.md) ||
+      complain "$library: no row for $name"
+  done
 done < <(grep '^#define CKR_' "$sources/include/pkcs11t.h")
 
 # Does with the command $2 what documented_commands says, $1.

@@ -66,22 +66,24 @@ Listing listEntries() {
   return listing;
 }
 
-// Certificates are loaded with their keys still encoded.
-bool hasRsa2048Key(X509* certificate) {
+// Returns the size in bits of the RSA key of `certificate`, 0 when it has none. Certificates are
+// loaded with their keys still encoded.
+int rsaKeySize(X509* certificate) {
   unsigned char* encoding = nullptr;
   const int length = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &encoding);
   const brivasign::OpensslBytes owner(encoding);
   const unsigned char* at = encoding;
   const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(d2i_PUBKEY(nullptr, &at, length),
                                                                 EVP_PKEY_free);
-  return key != nullptr && EVP_PKEY_base_id(key.get()) == EVP_PKEY_RSA &&
-         EVP_PKEY_bits(key.get()) == 2048;
+  const bool isRsa = key != nullptr && EVP_PKEY_base_id(key.get()) == EVP_PKEY_RSA;
+  return isRsa ? EVP_PKEY_bits(key.get()) : 0;
 }
 
 Finding judge(X509* certificate, std::uint64_t id) {
   const std::string from = timeText(X509_get0_notBefore(certificate));
   const std::string until = timeText(X509_get0_notAfter(certificate));
-  const bool hasUsableKey = hasRsa2048Key(certificate);
+  const int keySize = rsaKeySize(certificate);
+  const bool hasUsableKey = keySize == 2048;
   ERR_clear_error();
   const Facts facts = {{"identifier", static_cast<std::int64_t>(id)},
                        {"label", brivasign::certificateLabel(certificate)},
@@ -98,10 +100,17 @@ Finding judge(X509* certificate, std::uint64_t id) {
     return {Status::WRONG, "certificate.not-yet-valid", "is not valid before " + from,
             "correct this computer's date and time, or wait", facts};
   }
-  if (!hasUsableKey) {
+  constexpr const char* NEW_KEY = "have a certificate issued for a 2048-bit RSA key";
+  if (keySize < 512 || keySize > 16384) {
     return {Status::WRONG, "certificate.unusable-key",
-            "its key is not a 2048-bit RSA key, and no other kind can sign",
-            "have a certificate issued for a 2048-bit RSA key", facts};
+            "its key is not an RSA key of 512 to 16384 bits, and no other kind can sign", NEW_KEY,
+            facts};
+  }
+  if (!hasUsableKey) {
+    return {Status::NOTE, "certificate.other-key-size",
+            "its key has " + std::to_string(keySize) +
+                " bits: only pkcs11-brivasign-standard signs with it",
+            std::string("load that library, or ") + NEW_KEY, facts};
   }
   if (id == 0) {
     return {Status::NOTE, "certificate.number-zero",
@@ -125,8 +134,8 @@ Finding checkFile(std::uint64_t id) {
               look.message.empty() ? "has just been removed" : look.message, FETCH_AGAIN};
     case FileState::NO_FILE:
       return {Status::WRONG, "certificate.not-a-file",
-              look.message + (look.isPipe ? ": applications wait for it for ever"
-                                          : ": applications see an object that cannot be read"),
+              look.message + (look.isPipe ? ": pkcs11-brivasign waits for it for ever"
+                                          : ": pkcs11-brivasign shows an unreadable object"),
               look.advice};
     case FileState::DENIED:
       return {Status::WRONG, "certificate.denied", look.message, look.advice};
@@ -163,14 +172,14 @@ Finding checkEntry(const std::string& name) {
   std::error_code ignored;
   if (fs::exists(file, ignored)) {
     return {Status::NOTE, "certificate.listed-twice",
-            number + ": applications see " + file.filename().string() + " more than once", RENAME,
-            facts};
+            number + ": pkcs11-brivasign shows " + file.filename().string() + " more than once",
+            RENAME, facts};
   }
   // Another name may count as this number for want of a better.
   const bool isPadded = name.substr(name.find_first_not_of('0')) == file.filename();
   return {Status::WRONG, "certificate.misnamed",
           number + ", for which \"" + file.filename().string() +
-              "\" is looked for and missing: applications see an object that cannot be read",
+              "\" is looked for and missing: pkcs11-brivasign shows an unreadable object",
           isPadded ? "rename it to " + file.filename().string() : RENAME, facts};
 }
 

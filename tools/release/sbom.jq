@@ -1,6 +1,6 @@
 # Makes the SBOM of an archive, in SPDX 2.3, of what scripts/release has found out:
 #   name of the archive; version and commit of the product; created, the time of the commit;
-#   products, the module and the programs: file, sha256, needs (the libraries of the system);
+#   products, the libraries and the programs: file, sha256, needs (the libraries of the system);
 #   parts, what becomes part of them, and tools, what makes them: name, version, licence, purl, and
 #   of what is built from source the file, its sha256 and how in source.
 
