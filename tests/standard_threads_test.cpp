@@ -154,6 +154,9 @@ TEST_F(Threads, TheLibraryMayBeFinalizedUnderThem) {
 TEST_F(StandardTest, TheProcessMayEndUnderItsThreads) {
   const std::string der = certificate();
   for (int i = 1; i <= 100; ++i) write("certificados/" + std::to_string(i) + ".cer", der);
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "what stays for threads that still call counts as lost";
+#endif
   const auto endsInTheirMidst = [&] {
     // Runs after the exit handlers of the library, if it has any, and gives the threads time.
     std::atexit([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); });
