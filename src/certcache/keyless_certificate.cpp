@@ -3,7 +3,6 @@
 #include <openssl/opensslv.h>
 
 #include <cstdlib>
-#include <new>
 
 #include "out_of_memory.h"
 
@@ -63,8 +62,8 @@ void freeShared() {
 // which was registered earlier. Returns whether there is one.
 bool makeShared() {
   try {
-    shared = new (std::nothrow) KeylessContext;
-  } catch (const OutOfMemory&) {
+    shared = new KeylessContext;
+  } catch (...) {
     return false;
   }
   if (std::atexit(freeShared) != 0) freeShared();
