@@ -219,7 +219,8 @@ TEST_F(StandardSign, OnlyTheRightSignatureReachesTheCaller) {
   }
 }
 
-#ifndef __SANITIZE_ADDRESS__  // which has the memory itself
+// The sanitizer has the memory itself.
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__)
 // How many allocations of this thread still succeed before one fails; below 0 all do.
 static thread_local long allocationsLeft = -1;
 
