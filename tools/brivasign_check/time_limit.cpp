@@ -24,12 +24,14 @@ std::size_t fittingWidth() {
   return std::min(WIDTH, size.ws_col - DOTS_AND_CURSOR);
 }
 
-// A line on the terminal for as long as it lives.
+// A line on the terminal, where there is one, for as long as it lives.
 class PassingLine {
  public:
-  explicit PassingLine(const std::string& text)
-      : length_(isatty(STDERR_FILENO) != 0 ? text.size() : 0) {
-    if (length_ > 0) std::cerr << text << std::flush;
+  explicit PassingLine(const std::string& text) {
+    if (isatty(STDERR_FILENO) == 0) return;
+    const std::string fitting = cutTo(fittingWidth(), text);
+    length_ = fitting.size();
+    std::cerr << fitting << std::flush;
   }
   PassingLine(const PassingLine&) = delete;
   PassingLine& operator=(const PassingLine&) = delete;
@@ -38,7 +40,7 @@ class PassingLine {
   }
 
  private:
-  std::size_t length_;
+  std::size_t length_ = 0;
 };
 
 }  // namespace
@@ -52,8 +54,7 @@ bool TimeLimit::isDone(const std::string& what,
   const milliseconds quiet = std::min(MOMENT, milliseconds(limit_));
   if (isDoneWithin(quiet)) return true;
   const PassingLine line(
-      cutTo(fittingWidth(),
-            printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what)));
+      printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what));
   return isDoneWithin(limit_ - quiet);
 }
 
