@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include "brivasign_check/printable.h"
+#include "printable.h"
 
 namespace diagnosis {
 namespace {
@@ -51,9 +51,9 @@ bool TimeLimit::isDone(const std::string& what,
                        const std::function<bool(milliseconds)>& isDoneWithin) const {
   const milliseconds quiet = std::min(MOMENT, milliseconds(limit_));
   if (isDoneWithin(quiet)) return true;
-  const PassingLine line(
-      cutTo(fittingWidth(),
-            printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what)));
+  const PassingLine line(tools::cutTo(
+      fittingWidth(),
+      tools::printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what)));
   return isDoneWithin(limit_ - quiet);
 }
 
