@@ -7,18 +7,6 @@ namespace {
 class AttributeQuery : public ModuleTest {
  protected:
   AttributeQuery() { openSession(); }
-
-  // The value of one attribute, asked for as consumers do: first its length, then its bytes.
-  std::string value(CK_OBJECT_HANDLE handle, CK_ATTRIBUTE_TYPE type) {
-    CK_ATTRIBUTE attribute = {type, nullptr, 0xEEEE};
-    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_OK) << type;
-    std::string bytes(attribute.ulValueLen + 1, '\xEE');
-    attribute.pValue = bytes.data();
-    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_OK) << type;
-    EXPECT_EQ(bytes.back(), '\xEE') << type;
-    bytes.resize(attribute.ulValueLen);
-    return bytes;
-  }
 };
 
 }  // namespace
@@ -30,21 +18,14 @@ TEST_F(AttributeQuery, CertificateAndKeyAnswerFromOneFile) {
   const std::string modulus = file.substr(file.find(integerOf257Bytes) + 5, 256);
   const std::string yes(1, '\1');
   const std::string no(1, '\0');
-  for (const auto& [type, certificate] : Attributes{{CKA_CLASS, number(CKO_CERTIFICATE)},
-                                                    {CKA_TOKEN, yes},
-                                                    {CKA_PRIVATE, no},
-                                                    {CKA_LABEL, "(37428) Example Holder"},
-                                                    {CKA_VALUE, file},
-                                                    {CKA_CERTIFICATE_TYPE, number(CKC_X_509)},
-                                                    {CKA_ISSUER, name("CA")},
-                                                    {CKA_SERIAL_NUMBER, "\x92\x34"},
-                                                    {CKA_KEY_TYPE, number(CKK_RSA)},
-                                                    {CKA_SUBJECT, name("Example Holder")},
-                                                    {CKA_ID, number(10)},
-                                                    {CKA_SENSITIVE, yes},
-                                                    {CKA_MODULUS, modulus},
-                                                    {CKA_EXTRACTABLE, no},
-                                                    {CKA_ALWAYS_AUTHENTICATE, no}}) {
+  using Row = Attributes::value_type;
+  for (const auto& [type, certificate] :
+       {Row{CKA_CLASS, number(CKO_CERTIFICATE)}, Row{CKA_TOKEN, yes}, Row{CKA_PRIVATE, no},
+        Row{CKA_LABEL, "(37428) Example Holder"}, Row{CKA_VALUE, file},
+        Row{CKA_CERTIFICATE_TYPE, number(CKC_X_509)}, Row{CKA_ISSUER, name("CA")},
+        Row{CKA_SERIAL_NUMBER, "\x92\x34"}, Row{CKA_KEY_TYPE, number(CKK_RSA)},
+        Row{CKA_SUBJECT, name("Example Holder")}, Row{CKA_ID, number(10)}, Row{CKA_SENSITIVE, yes},
+        Row{CKA_MODULUS, modulus}, Row{CKA_EXTRACTABLE, no}, Row{CKA_ALWAYS_AUTHENTICATE, no}}) {
     EXPECT_EQ(value(10, type), certificate) << type;
     const std::string key = type == CKA_CLASS     ? number(CKO_PRIVATE_KEY)
                             : type == CKA_PRIVATE ? yes
@@ -93,19 +74,17 @@ TEST_F(AttributeQuery, UnusualCertificates) {
 TEST_F(AttributeQuery, TheLastFailureCountsAndStopsNothing) {
   write("certificados/10.cer", certificate());
   std::string room(8, '\xEE');
-  CK_ULONG objectClass = 99;
-  const CK_ATTRIBUTE refused = {0x108, room.data(), 5};
-  const CK_ATTRIBUTE tooShort = {CKA_LABEL, room.data(), 7};
-  const CK_ATTRIBUTE answered = {CKA_CLASS, &objectClass, 0};  // its length is not read
-  for (const bool refusedLast : {false, true}) {
-    std::vector<CK_ATTRIBUTE> list = {refused, tooShort, answered};
-    if (refusedLast) std::swap(list[0], list[1]);
-    objectClass = 99;
-    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, list.data(), 3),
-              refusedLast ? CKR_ATTRIBUTE_TYPE_INVALID : CKR_BUFFER_TOO_SMALL);
+  for (const std::size_t refused : {0U, 1U}) {
+    CK_ULONG objectClass = 99;
+    CK_ATTRIBUTE list[] = {{CKA_LABEL, room.data(), 7},
+                           {CKA_LABEL, room.data(), 7},
+                           {CKA_CLASS, &objectClass, 0}};  // its length is not read
+    list[refused] = {0x108, room.data(), 5};
+    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, list, 3),
+              refused == 1 ? CKR_ATTRIBUTE_TYPE_INVALID : CKR_BUFFER_TOO_SMALL);
     EXPECT_EQ(objectClass, CKO_CERTIFICATE);
-    EXPECT_EQ(list[refusedLast ? 1 : 0].ulValueLen, 5U);
-    EXPECT_EQ(list[refusedLast ? 0 : 1].ulValueLen, 21U);
+    EXPECT_EQ(list[refused].ulValueLen, 5U);
+    EXPECT_EQ(list[1 - refused].ulValueLen, 21U);
   }
   EXPECT_EQ(room, std::string(8, '\xEE'));
   for (const CK_ATTRIBUTE_TYPE type : {0x86UL, 0x105UL, 0x110UL, 0x122UL, 0x170UL, 1UL << 32}) {

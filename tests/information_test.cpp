@@ -9,20 +9,7 @@ namespace {
 class Information : public ModuleTest {
  protected:
   Information() { run("C_Initialize = 0"); }
-
-  // The first `length` bytes of what `text` makes of a structure "info" of 0xEE bytes.
-  std::string filled(std::size_t length, const std::string& text) {
-    std::string bytes(300, '\xEE');
-    pointers["info"] = bytes.data();
-    run(text + " = 0");
-    return bytes.substr(0, length);
-  }
 };
-
-std::string padded(std::string text, std::size_t width) {
-  text.resize(width, '\0');
-  return text;
-}
 
 }  // namespace
 

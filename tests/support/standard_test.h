@@ -15,11 +15,9 @@ class StandardTest : public ServiceTest {
 
   // Handles of all objects that `filter` matches, in the order in which they are found, asked for
   // `room` at a time.
-  std::vector<CK_OBJECT_HANDLE> find(Attributes filter = {}, CK_ULONG room = 1'000,
+  std::vector<CK_OBJECT_HANDLE> find(const Attributes& filter = {}, CK_ULONG room = 1'000,
                                      CK_SESSION_HANDLE in = 1) const {
-    std::vector<CK_ATTRIBUTE> entries;
-    for (auto& [type, value] : filter) entries.push_back({type, value.data(), value.size()});
-    EXPECT_EQ(p11->C_FindObjectsInit(in, entries.data(), entries.size()), CKR_OK);
+    EXPECT_EQ(p11->C_FindObjectsInit(in, entries(filter).data(), filter.size()), CKR_OK);
     std::vector<CK_OBJECT_HANDLE> all;
     std::vector<CK_OBJECT_HANDLE> some(room);
     CK_ULONG count = room;
@@ -29,17 +27,6 @@ class StandardTest : public ServiceTest {
     }
     EXPECT_EQ(p11->C_FindObjectsFinal(in), CKR_OK);
     return all;
-  }
-
-  // The value of one attribute, asked for as consumers do: first its length, then its bytes.
-  std::string value(CK_OBJECT_HANDLE handle, CK_ATTRIBUTE_TYPE type,
-                    CK_SESSION_HANDLE in = 1) const {
-    CK_ATTRIBUTE attribute = {type, nullptr, 0};
-    EXPECT_EQ(p11->C_GetAttributeValue(in, handle, &attribute, 1), CKR_OK) << std::hex << type;
-    std::string bytes(attribute.ulValueLen, '\xEE');
-    attribute.pValue = bytes.data();
-    EXPECT_EQ(p11->C_GetAttributeValue(in, handle, &attribute, 1), CKR_OK) << std::hex << type;
-    return bytes;
   }
 
   static CK_BYTE_PTR bytes(std::string& text) { return reinterpret_cast<CK_BYTE_PTR>(text.data()); }
