@@ -62,14 +62,14 @@ class StandardSign : public StandardTest {
 TEST_F(StandardSign, EveryMechanismInOnePartAndInSeveral) {
   RealService service;
   using Row = std::tuple<std::string, CK_ULONG, CK_ULONG, CK_ULONG, CK_ULONG, CK_ULONG>;
-  for (const auto& [hash, hashType, mask, length, pkcs1, pss] :
+  for (const auto& [hash, hashType, mask, length, plain, pss] :
        {Row{"sha1", CKM_SHA_1, 1, 20, 0x6, 0xE}, Row{"sha224", CKM_SHA224, 5, 28, 0x46, 0x47},
         Row{"sha256", CKM_SHA256, 2, 32, 0x40, 0x43}, Row{"sha384", CKM_SHA384, 3, 48, 0x41, 0x44},
         Row{"sha512", CKM_SHA512, 4, 64, 0x42, 0x45}}) {
     const std::string digest =
         output("printf '" + DATA + "' | openssl dgst -binary -" + hash).first;
-    for (const CK_ULONG type : {pkcs1, pss, CK_ULONG{CKM_RSA_PKCS_PSS}}) {
-      const bool isPss = type != pkcs1;
+    for (const CK_ULONG type : {plain, pss, CK_ULONG{CKM_RSA_PKCS_PSS}}) {
+      const bool isPss = type != plain;
       const std::string& data = type == CKM_RSA_PKCS_PSS ? digest : DATA;
       for (const auto& parts :
            std::vector<std::vector<std::string>>{{data}, {data.substr(0, 3), "", data.substr(3)}}) {
@@ -203,12 +203,14 @@ TEST_F(StandardSign, LackOfMemoryIsAResult) {
   std::string data = DATA;
   std::string made(256, '\xEE');
   pointers = {{"D", data.data()}, {"O", made.data()}};
+  const std::string again =
+      "C_FindObjectsFinal 1 = 0; C_FindObjectsInit 1 0 0 = 0; C_FindObjects 1 O 20 &n = 0; n ? 6";
   // What comes before the call, the call, what holds behind it, what the call has written, and the
   // most of failing allocations, behind which the TLS library itself does not look.
   using Row = std::tuple<std::string, std::string, std::string, std::string, long>;
   for (const auto& [before, text, after, written, most] : std::vector<Row>{
            {"", "C_OpenSession 1 4 0 0 &n", "n ? 2", "", 9999},
-           {"", "C_FindObjectsInit 1 0 0", "C_FindObjects 1 O 20 &n = 0; n ? 6", "", 9999},
+           {"", "C_FindObjectsInit 1 0 0", again, "", 9999},
            {"", "C_GetAttributeValue 1 3E9 [110,O,8] 1", "", value(MARIA, CKA_START_DATE), 9999},
            {"", "C_SignInit 1 [40] 800003E9", "C_SignInit 1 [40] 800003E9 = 90", "", 9999},
            {"C_DigestInit 1 [250] = 0", "C_Digest 1 D E O &n", "", sha256, 9999},
