@@ -1,15 +1,8 @@
 #include <tuple>
 
-#include "support/module_test.h"
+#include "support/service_test.h"
 
-namespace {
-
-class AttributeQuery : public ModuleTest {
- protected:
-  AttributeQuery() { openSession(); }
-};
-
-}  // namespace
+using AttributeQuery = ServiceTest;
 
 TEST_F(AttributeQuery, CertificateAndKeyAnswerFromOneFile) {
   const std::string file = certificate(issuedBy("CA") + "-set_serial 0x9234") + "more";
@@ -74,23 +67,15 @@ TEST_F(AttributeQuery, UnusualCertificates) {
 TEST_F(AttributeQuery, TheLastFailureCountsAndStopsNothing) {
   write("certificados/10.cer", certificate());
   std::string room(8, '\xEE');
-  for (const std::size_t refused : {0U, 1U}) {
-    CK_ULONG objectClass = 99;
-    CK_ATTRIBUTE list[] = {{CKA_LABEL, room.data(), 7},
-                           {CKA_LABEL, room.data(), 7},
-                           {CKA_CLASS, &objectClass, 0}};  // its length is not read
-    list[refused] = {0x108, room.data(), 5};
-    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, list, 3),
-              refused == 1 ? CKR_ATTRIBUTE_TYPE_INVALID : CKR_BUFFER_TOO_SMALL);
-    EXPECT_EQ(objectClass, CKO_CERTIFICATE);
-    EXPECT_EQ(list[refused].ulValueLen, 5U);
-    EXPECT_EQ(list[1 - refused].ulValueLen, 21U);
-  }
+  pointers["R"] = room.data();
+  // The length of the last one is not read.
+  run("class : 63; list : [108,R,5,3,R,7,0,&class,0]; C_GetAttributeValue 1 A list 3 = 150;"
+      "list[2] ? 5; list[5] ? 15; class ? 1;"
+      "class : 63; list : [3,R,7,108,R,5,0,&class,0]; C_GetAttributeValue 1 A list 3 = 12;"
+      "list[2] ? 15; list[5] ? 5; class ? 1");
   EXPECT_EQ(room, std::string(8, '\xEE'));
-  for (const CK_ATTRIBUTE_TYPE type : {0x86UL, 0x105UL, 0x110UL, 0x122UL, 0x170UL, 1UL << 32}) {
-    CK_ATTRIBUTE attribute = {type, nullptr, 5};
-    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, &attribute, 1), CKR_ATTRIBUTE_TYPE_INVALID);
-    EXPECT_EQ(attribute.ulValueLen, 5U);
+  for (const char* type : {"86", "105", "110", "122", "170", "100000000"}) {
+    run("list : [%,0,5]; C_GetAttributeValue 1 A list 1 = 12; list[2] ? 5", type);
   }
 }
 
@@ -99,12 +84,9 @@ TEST_F(AttributeQuery, HandlesWithoutACertificate) {
   write("certificados/11.cer", "-----BEGIN CERTIFICATE-----");
   write("certificados/12.cer", "");
   std::filesystem::create_directory(folder / "certificados/13.cer");
-  CK_ULONG kept = 99;
-  for (const CK_ULONG handle : {0UL, 11UL, 12UL, 13UL, KEY + 12, KEY + KEY + 10, ~4UL}) {
-    CK_ATTRIBUTE attribute = {CKA_CLASS, &kept, 77};
-    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_DEVICE_ERROR) << handle;
-    EXPECT_EQ(attribute.ulValueLen, 77U);
+  for (const char* handle : {"0", "B", "C", "D", "8000000C", "10000000A", "FFFFFFFFFFFFFFFB"}) {
+    run("n : 63; list : [0,&n,77]; C_GetAttributeValue 1 % list 1 = 30; list[2] ? 77; n ? 63",
+        handle);
   }
-  EXPECT_EQ(kept, 99U);
   EXPECT_EQ(log(), std::vector<std::string>());
 }

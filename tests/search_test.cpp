@@ -1,6 +1,6 @@
 #include <sys/stat.h>
 
-#include "support/module_test.h"
+#include "support/service_test.h"
 
 using testing::ElementsAre;
 using testing::UnorderedElementsAreArray;
@@ -12,39 +12,14 @@ using Handles = std::vector<CK_ULONG>;
 const Attributes::value_type CERTIFICATES = {CKA_CLASS, number(CKO_CERTIFICATE)};
 const Attributes::value_type KEYS = {CKA_CLASS, number(CKO_PRIVATE_KEY)};
 
-class Search : public ModuleTest {
- protected:
-  Search() { openSession(); }
-
-  void cache(const std::string& name, const std::string& content = "") const {
-    write("certificados/" + name, content);
-  }
-
-  [[nodiscard]] CK_RV init(const Attributes& attributes) const {
-    return p11->C_FindObjectsInit(1, entries(attributes).data(), attributes.size());
-  }
-
-  // One whole search with room for `max` objects, as announced.
-  Handles find(const Attributes& attributes, CK_ULONG max = 100) {
-    Handles handles(max + 1, 0xEEEE);
-    CK_ULONG count = 0xEEEE;
-    EXPECT_EQ(init(attributes), CKR_OK);
-    EXPECT_EQ(p11->C_FindObjects(1, handles.data(), max, &count), CKR_OK);
-    CK_ULONG more = 0xEEEE;
-    EXPECT_EQ(p11->C_FindObjects(1, handles.data(), max, &more), CKR_OK);
-    EXPECT_EQ(more, 0U) << "all is delivered by the first call";
-    EXPECT_EQ(p11->C_FindObjectsFinal(1), CKR_OK);
-    handles.resize(count);
-    return handles;
-  }
-};
+using Search = ServiceTest;
 
 }  // namespace
 
 TEST_F(Search, EntriesAndTheirIdentifiers) {
   for (const char* name : {"1234.cer", "12abc.cer", "0042.cer", "x.cer.bak", "._99.cer", "-5.cer",
                            " +8.cer", "2147483647.cer", "1.CER", "2.pem", "cer"}) {
-    cache(name);
+    write(std::string("certificados/") + name, "");
   }
   std::filesystem::create_directory(folder / "certificados/7.cer");
   std::filesystem::create_symlink("nowhere", folder / "certificados/9.cer");
@@ -57,8 +32,8 @@ TEST_F(Search, EntriesAndTheirIdentifiers) {
 }
 
 TEST_F(Search, RoomIsCountedInWholeEntries) {
-  cache("10.cer");
-  cache("11.cer");
+  write("certificados/10.cer", "");
+  write("certificados/11.cer", "");
   for (CK_ULONG max = 0; max <= 4; ++max) {
     const Handles found = find({}, max);
     ASSERT_EQ(found.size(), (max + 1) / 2 * 2) << "a pair is never split";
@@ -73,11 +48,11 @@ TEST_F(Search, ClassesAndFilters) {
   const std::string ana = certificate(byCa + "-subj /CN=Ana");
   const std::string bia = certificate(byCa + "-subj /CN=Bia");
   const std::string alone = certificate();
-  cache("10.cer", ana);
-  cache("11.cer", bia);
-  cache("12.cer", alone + "more");
-  cache("13.cer", "-----BEGIN CERTIFICATE-----");
-  cache("x.cer.bak", ana);  // identifier 0, but there is no 0.cer
+  write("certificados/10.cer", ana);
+  write("certificados/11.cer", bia);
+  write("certificados/12.cer", alone + "more");
+  write("certificados/13.cer", "-----BEGIN CERTIFICATE-----");
+  write("certificados/x.cer.bak", ana);  // identifier 0, but there is no 0.cer
   const std::string issuer = name("CA");
   const std::string subject = name("Ana");
   const Handles issued = {10, KEY + 10, 11, KEY + 11};
@@ -106,8 +81,7 @@ TEST_F(Search, ClassesAndFilters) {
   }
   for (std::size_t i = 0; i < searches.size(); ++i) {
     // A session closed in mid-search leaves nothing of it.
-    EXPECT_EQ(init({{CKA_ISSUER, "x"}, {CKA_SUBJECT, "x"}, {CKA_VALUE, "x"}}), CKR_OK);
-    EXPECT_EQ(p11->C_CloseSession(1), CKR_OK);
+    run("C_FindObjectsInit 1 [81,&n,1,101,&n,1,11,&n,1] 3 = 0; C_CloseSession 1 = 0");
     EXPECT_THAT(find(searches[i].first), UnorderedElementsAreArray(searches[i].second)) << i;
   }
 }

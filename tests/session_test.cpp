@@ -1,13 +1,11 @@
 #include <tuple>
 
-#include "support/module_test.h"
+#include "support/service_test.h"
 
 namespace {
 
-class Session : public ModuleTest {
+class Session : public ServiceTest {
  protected:
-  Session() { openSession(); }
-
   void enter(CK_STATE wanted) {
     run(wanted < 2 ? "C_OpenSession 1 4 0 0 &n = 0" : "C_OpenSession 1 6 0 0 &n = 0");
     if (wanted % 2 == 1) run("C_Login 1 1 0 0 = 0");

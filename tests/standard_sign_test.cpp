@@ -1,14 +1,14 @@
-#include <openssl/evp.h>
-
 #include <atomic>
 #include <fstream>
 #include <future>
 #include <thread>
 
+#include "local_signing_service/base64.h"
 #include "support/standard_test.h"
 
 // Signatures: what is asked of the service, what is made of its answers, and what never is.
 
+using localservice::encodeBase64;
 using localservice::Reply;
 
 namespace {
@@ -19,14 +19,6 @@ constexpr CK_ULONG MARIA = 1001;
 const std::string CANCELED =
     "Retornando CKR_FUNCTION_CANCELED depois de receber 20 vezes AGUARDANDO.";
 const std::string NO_MATCH = "A assinatura recebida nao confere com a chave do certificado.";
-
-std::string base64(const std::string& bytes) {
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                                     reinterpret_cast<const unsigned char*>(bytes.data()),
-                                     static_cast<int>(bytes.size()));
-  return text.substr(0, static_cast<std::size_t>(length));
-}
 
 class StandardSign : public StandardTest {
  protected:
@@ -124,7 +116,7 @@ TEST_F(StandardSign, AQueryOfTheLengthAndTooSmallABufferChangeNothing) {
   std::string made(256, '\xEE');
   std::string data = DATA;
   pointers = {{"D", data.data()}, {"O", made.data()}};
-  ScriptedService service({FILED, accepted(base64(signatureOf(DATA, "sha256")))});
+  ScriptedService service({FILED, accepted(encodeBase64(signatureOf(DATA, "sha256")))});
   const std::string refused = "n : FF; % O &n = 150; n ? 100; % 0 &n = 0; n ? 100;";
   run("C_SignInit 1 [40] 800003E9 = 0;" + refused +
           "% O &n = 0; n ? 100; % O &n = 91;"
@@ -148,30 +140,26 @@ TEST_F(StandardSign, OnlyTheRightSignatureReachesTheCaller) {
   const auto fails = [](std::vector<Reply> script, Log lines) {
     return Row{std::move(script), CKR_DEVICE_ERROR, std::move(lines)};
   };
-  const auto gives = [&](const std::string& bytes) {
-    return fails({FILED, accepted(base64(bytes))}, {NO_MATCH});
-  };
-  for (const auto& [script, result, lines] : std::vector<Row>{
-           {{FILED, accepted(base64(right))}, CKR_OK, {}},
-           {{FILED, WAITING, accepted(base64(right))}, CKR_OK, {}},
-           gives(signatureOf(DATA, "sha256", "1002")),
-           gives(signatureOf(DATA, "sha1")),
-           gives(signatureOf(DATA + "!", "sha256")),
-           gives(signatureOf(DATA, "sha256", "1001", "-sigopt rsa_padding_mode:pss")),
-           gives(damaged),
-           gives(right.substr(0, 255)),
-           gives(right + '\0'),
-           gives(std::string(5'000, 'x')),
-           gives(""),
-           fails({FILED, accepted("*")}, {NO_MATCH}),
-           {{FILED, REFUSED}, CKR_FUNCTION_REJECTED, {}},
-           {{FILED, WAITING}, CKR_FUNCTION_CANCELED, {CANCELED}},
-           fails({reply(R"({"id":"7"})")}, {mistyped}),
-           fails({reply(R"({"id":7,"notificacaoEnviada":0})")}, {mistyped}),
-           fails({FILED, reply(R"({"status":1,"desafioAssinado":""})")}, {mistyped}),
-           fails({FILED, reply(R"({"status":"ACEITO","desafioAssinado":1})")}, {mistyped}),
-           fails({reply(noId)}, {"JSON recebido nao veio com id:", noId, FILING_FAILED}),
-           fails({FILED, reply("")}, {BAD_STATE, ""})}) {
+  std::vector<Row> rows = {
+      {{FILED, accepted(encodeBase64(right))}, CKR_OK, {}},
+      {{FILED, WAITING, accepted(encodeBase64(right))}, CKR_OK, {}},
+      fails({FILED, accepted("*")}, {NO_MATCH}),
+      {{FILED, REFUSED}, CKR_FUNCTION_REJECTED, {}},
+      {{FILED, WAITING}, CKR_FUNCTION_CANCELED, {CANCELED}},
+      fails({reply(R"({"id":"7"})")}, {mistyped}),
+      fails({reply(R"({"id":7,"notificacaoEnviada":0})")}, {mistyped}),
+      fails({FILED, reply(R"({"status":1,"desafioAssinado":""})")}, {mistyped}),
+      fails({FILED, reply(R"({"status":"ACEITO","desafioAssinado":1})")}, {mistyped}),
+      fails({reply(noId)}, {"JSON recebido nao veio com id:", noId, FILING_FAILED}),
+      fails({FILED, reply("")}, {BAD_STATE, ""})};
+  for (const std::string& bytes :
+       {signatureOf(DATA, "sha256", "1002"), signatureOf(DATA, "sha1"),
+        signatureOf(DATA + "!", "sha256"),
+        signatureOf(DATA, "sha256", "1001", "-sigopt rsa_padding_mode:pss"), damaged,
+        right.substr(0, 255), right + '\0', std::string(5'000, 'x'), std::string()}) {
+    rows.push_back(fails({FILED, accepted(encodeBase64(bytes))}, {NO_MATCH}));
+  }
+  for (const auto& [script, result, lines] : rows) {
     std::filesystem::remove(folder / "orvix.log");
     ScriptedService service(script);
     std::string made(6'000, '\xEE');
@@ -198,7 +186,7 @@ void* realloc(void* memory, std::size_t size) noexcept {
 
 TEST_F(StandardSign, LackOfMemoryIsAResult) {
   const std::string right = signatureOf(DATA, "sha256");
-  ScriptedService service({FILED, accepted(base64(right))});
+  ScriptedService service({FILED, accepted(encodeBase64(right))});
   const std::string sha256 = output("printf '" + DATA + "' | openssl dgst -binary -sha256").first;
   std::string data = DATA;
   std::string made(256, '\xEE');
@@ -256,7 +244,8 @@ TEST_F(StandardSign, WhileTheUserIsAskedAllElseGoesOn) {
   // Request k is filed as number k; a query waits for the test.
   localservice::BackgroundListener listener(SERVICE, [&](const std::string& request) {
     if (!request.starts_with("POST")) {
-      return mayAnswer ? accepted(base64(right)) : reply(R"({"status":"","desafioAssinado":""})");
+      return mayAnswer ? accepted(encodeBase64(right))
+                       : reply(R"({"status":"","desafioAssinado":""})");
     }
     const int id = ++asked;
     if (id == 2) both.set_value();

@@ -74,12 +74,10 @@ TEST_F(Wire, RequestsWithAndWithoutPssParameters) {
 }
 
 TEST_F(Wire, ALengthQueryAndASignFinalDropTheParameters) {
-  CK_RSA_PKCS_PSS_PARAMS parameters = {CKM_SHA256, CKG_MGF1_SHA256, 4};
-  CK_MECHANISM mechanism = {CKM_RSA_PKCS_PSS, &parameters, sizeof parameters};
-  pointers = {{"pss", &mechanism}};
+  run("pss : [250,2,4]");
   for (const std::string drops : {"C_Sign 1 &byte 1 0 &n = 0; n ? 100", "C_SignFinal 9 = B3",
                                   "C_Finalize = 0; C_SignFinal = 190; C_Initialize = 0"}) {
-    run("C_SignInit 1 pss 80000007 = 0; " + drops);
+    run("C_SignInit 1 [D,pss,18] 80000007 = 0; " + drops);
     ScriptedService service({FILED, REFUSED});
     EXPECT_EQ(signOnly("data"), CKR_FUNCTION_CANCELED);
     EXPECT_EQ(service.requests.at(0), filing("", "MACHINE-1", "7", "ZGF0YQ=="));

@@ -48,6 +48,13 @@ CK_ULONG ModuleTest::valueOf(const std::string& word) {
   return named != numbers.end() ? named->second : std::stoul(word, nullptr, 16);
 }
 
+CK_ULONG& ModuleTest::wordAt(const std::string& name) {
+  const std::size_t bracket = name.find('[');
+  if (bracket == std::string::npos || name.find(' ') < bracket) return numbers[name];
+  auto* const structure = reinterpret_cast<CK_ULONG*>(numbers.at(name.substr(0, bracket)));
+  return structure[std::stoul(name.substr(bracket + 1))];
+}
+
 std::function<CK_RV()> ModuleTest::prepared(const std::string& text) {
   // Each argument is one machine word on the platforms served, so one type calls all functions.
   using AnyFunction =
@@ -76,7 +83,7 @@ void ModuleTest::run(const std::string& script, const std::string& inserted) {
     std::smatch parts;
     ASSERT_TRUE(std::regex_match(statement, parts, STATEMENT)) << statement;
     const CK_ULONG value = valueOf(parts[3]);
-    CK_ULONG& named = numbers[parts[1]];
+    CK_ULONG& named = wordAt(parts[1]);
     if (parts[2] == ":") named = value;
     const CK_ULONG found = parts[2] == "=" ? call(parts[1]) : named;
     EXPECT_EQ(found, value) << statement << " in " << script;
@@ -101,6 +108,22 @@ std::string ModuleTest::value(CK_OBJECT_HANDLE handle, CK_ATTRIBUTE_TYPE type,
   EXPECT_EQ(bytes.back(), '\xEE') << std::hex << type;
   bytes.resize(attribute.ulValueLen);
   return bytes;
+}
+
+std::vector<CK_OBJECT_HANDLE> ModuleTest::find(const Attributes& filter, CK_ULONG room,
+                                               CK_SESSION_HANDLE session) const {
+  std::vector<CK_OBJECT_HANDLE> all;
+  std::vector<CK_OBJECT_HANDLE> some(room + 1);
+  CK_ULONG count = room;
+  EXPECT_EQ(p11->C_FindObjectsInit(session, entries(filter).data(), filter.size()), CKR_OK);
+  for (bool isLast = false; count > 0;) {
+    EXPECT_EQ(p11->C_FindObjects(session, some.data(), room, &count), CKR_OK);
+    EXPECT_TRUE(!isLast || count == 0) << "there was room for these before";
+    all.insert(all.end(), some.begin(), some.begin() + static_cast<std::ptrdiff_t>(count));
+    isLast = count != room;
+  }
+  EXPECT_EQ(p11->C_FindObjectsFinal(session), CKR_OK);
+  return all;
 }
 
 std::string ModuleTest::filled(std::size_t length, const std::string& text) {

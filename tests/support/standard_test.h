@@ -1,6 +1,7 @@
 #pragma once
 
 #include <iostream>
+#include <regex>
 
 #include "local_signing_service/background_listener.h"
 #include "local_signing_service/signing_service.h"
@@ -12,22 +13,6 @@ constexpr CK_ULONG PUBLIC = 2 * KEY;
 class StandardTest : public ServiceTest {
  protected:
   StandardTest() : ServiceTest(STANDARD_MODULE) {}
-
-  // Handles of all objects that `filter` matches, in the order in which they are found, asked for
-  // `room` at a time.
-  std::vector<CK_OBJECT_HANDLE> find(const Attributes& filter = {}, CK_ULONG room = 1'000,
-                                     CK_SESSION_HANDLE in = 1) const {
-    EXPECT_EQ(p11->C_FindObjectsInit(in, entries(filter).data(), filter.size()), CKR_OK);
-    std::vector<CK_OBJECT_HANDLE> all;
-    std::vector<CK_OBJECT_HANDLE> some(room);
-    CK_ULONG count = room;
-    while (count == room) {
-      EXPECT_EQ(p11->C_FindObjects(in, some.data(), room, &count), CKR_OK);
-      all.insert(all.end(), some.begin(), some.begin() + static_cast<std::ptrdiff_t>(count));
-    }
-    EXPECT_EQ(p11->C_FindObjectsFinal(in), CKR_OK);
-    return all;
-  }
 
   static CK_BYTE_PTR bytes(std::string& text) { return reinterpret_cast<CK_BYTE_PTR>(text.data()); }
 
@@ -59,11 +44,8 @@ class RealService {
       : service_(localservice::Signer(LOCAL_PKI "/users"), options, std::cin, log),
         listener_(SERVICE, [this](const std::string& request) {
           localservice::Reply reply = service_.handle(request);
-          const std::string notified = R"("notificacaoEnviada":true)";
-          const std::size_t place = reply.bytes.find(notified);
-          if (place != std::string::npos) {
-            reply.bytes.replace(place, notified.size(), R"("notificacaoEnviada":false)");
-          }
+          static const std::regex NOTIFIED("Enviada\":true");
+          reply.bytes = std::regex_replace(reply.bytes, NOTIFIED, "Enviada\":false");
           return reply;
         }) {}
 
