@@ -1,5 +1,5 @@
-#include "support/module_test.h"
 #include "support/operation_rules.h"
+#include "support/service_test.h"
 
 // The operation state has no reader, but every function tests it before the session: with a wrong
 // session a call answers for its state alone and changes nothing.
@@ -8,10 +8,9 @@ namespace {
 
 constexpr std::size_t STATES = 13;
 
-class OperationState : public ModuleTest {
+class OperationState : public ServiceTest {
  protected:
   OperationState() {
-    openSession();
     pointers = {{"in", in.data()}, {"out", out.data()}};
     run("rsa : [1]; sha1 : [220]");
   }

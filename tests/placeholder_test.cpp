@@ -1,13 +1,12 @@
-#include "support/module_test.h"
+#include "support/service_test.h"
 
 // The imitation: what goes in, what comes out, and which refusal comes first.
 
 namespace {
 
-class Placeholder : public ModuleTest {
+class Placeholder : public ServiceTest {
  protected:
   Placeholder() {
-    openSession();
     for (char i = 0; i < 64; ++i) bytes.push_back(i);
     pointers = {{"B", bytes.data()}, {"B20", bytes.data() + 20}, {"B32", bytes.data() + 32}};
   }
@@ -18,28 +17,24 @@ class Placeholder : public ModuleTest {
 }  // namespace
 
 TEST_F(Placeholder, MechanismsBeforeKeys) {
-  run("C_EncryptInit 1 [1] 3 = 0 % C_EncryptInit 1 [1] 2 = 63 % C_EncryptInit 1 [1,B,8] 2 = 71 %"
-      "C_EncryptInit 1 [1,B,0] 3 = 71 % C_EncryptInit 1 [9,B,28] 3 = 0 %"
-      "C_EncryptInit 1 [9,B,27] 3 = 71 % C_EncryptInit 1 [9,0,28] 3 = 71 %"
-      "C_EncryptInit 1 [9,B,28] 2 = 63 % C_EncryptInit 1 [133,B,8] 2 = 0 %"
-      "C_EncryptInit 1 [133,B,10] 3 = 71 % C_EncryptInit 1 [133,B,8] 3 = 63 %"
-      "C_EncryptInit 1 [6] 3 = 70 % C_EncryptInit 1 [1082,B,10] 2 = 0 %"
-      "C_EncryptInit 1 [1082,B,10] 100000002 = 63 % C_EncryptInit 1 [100001082,B,10] 2 = 70 %"
-      "C_EncryptInit 1 [D,B,18] 3 = 70 % C_DecryptInit 1 [1] 4 = 0 % C_DecryptInit 1 [1] 3 = 63 %"
-      "C_DecryptInit 1 [9,B,28] 4 = 0 % C_DecryptInit 1 [1082,B,10] 2 = 0 %"
-      "C_DecryptInit 1 [1082,B,10] 4 = 63 % C_DecryptInit 1 [133,B,8] 2 = 0 %"
-      "C_DigestInit 1 [220] 0 = 0 % C_DigestInit 1 [220,0,1] 0 = 71 %"
-      "C_DigestInit 1 [250] 0 = 70 % C_SignRecoverInit 1 [1] 4 = 0 %"
-      "C_SignRecoverInit 1 [6] 4 = 70 % C_SignRecoverInit 1 [1] 3 = 63 %"
-      "C_VerifyInit 1 [1] 3 = 0 % C_VerifyInit 1 [6] 3 = 0 % C_VerifyInit 1 [D,B,18] 3 = 70 %"
-      "C_VerifyInit 1 [6] 4 = 63 % C_VerifyRecoverInit 1 [1] 3 = 0 %"
-      "C_VerifyRecoverInit 1 [1] 4 = 63 % C_VerifyRecoverInit 1 [6] 3 = 70 %"
-      // The real one looks at the parameter before the key, and at no parameter of PSS.
-      "C_SignInit 1 [1,B,0] 7 = 71 % C_SignInit 1 [1,0,1] 80000007 = 71 %"
-      "C_SignInit 1 [1] 7FFFFFFF = 63 % C_SignInit 1 [D,B,3] 7 = 63 % C_SignInit 1 [40] 7 = 70 %"
-      "C_SignInit 1 [10000000D] 80000007 = 70 % C_SignInit 1 [0] 80000007 = 70 %"
-      "C_SignInit 1 [1] 80000000 = 0 % C_SignInit 1 [D,0,9] 100000000 = 0 %",
-      "; C_CloseSession 1 = 0;");
+  run("% [1] 3 = 0; % [1] 2 = 63; % [1,B,8] 2 = 71; % [1,B,0] 3 = 71; % [9,B,28] 3 = 0;"
+      "% [9,B,27] 3 = 71; % [9,0,28] 3 = 71; % [9,B,28] 2 = 63; % [133,B,8] 2 = 0;"
+      "% [133,B,10] 3 = 71; % [133,B,8] 3 = 63; % [6] 3 = 70; % [1082,B,10] 2 = 0;"
+      "% [1082,B,10] 100000002 = 63; % [100001082,B,10] 2 = 70; % [D,B,18] 3 = 70",
+      "C_CloseSession 1 = 0; C_EncryptInit 1");
+  run("% [1] 4 = 0; % [1] 3 = 63; % [9,B,28] 4 = 0; % [1082,B,10] 2 = 0; % [1082,B,10] 4 = 63;"
+      "% [133,B,8] 2 = 0",
+      "C_CloseSession 1 = 0; C_DecryptInit 1");
+  run("% [220] 0 = 0; % [220,0,1] 0 = 71; % [250] 0 = 70", "C_CloseSession 1 = 0; C_DigestInit 1");
+  run("% [1] 4 = 0; % [6] 4 = 70; % [1] 3 = 63", "C_CloseSession 1 = 0; C_SignRecoverInit 1");
+  run("% [1] 3 = 0; % [6] 3 = 0; % [D,B,18] 3 = 70; % [6] 4 = 63",
+      "C_CloseSession 1 = 0; C_VerifyInit 1");
+  run("% [1] 3 = 0; % [1] 4 = 63; % [6] 3 = 70", "C_CloseSession 1 = 0; C_VerifyRecoverInit 1");
+  // The real one looks at the parameter before the key, and at no parameter of PSS.
+  run("% [1,B,0] 7 = 71; % [1,0,1] 80000007 = 71; % [1] 7FFFFFFF = 63; % [D,B,3] 7 = 63;"
+      "% [40] 7 = 70; % [10000000D] 80000007 = 70; % [0] 80000007 = 70; % [1] 80000000 = 0;"
+      "% [D,0,9] 100000000 = 0",
+      "C_CloseSession 1 = 0; C_SignInit 1");
   const std::string message = "Mecanismo invalido: ";
   EXPECT_THAT(log(), testing::ElementsAre(message + "0x40", message + "0xd", message + "0"));
 }

@@ -84,17 +84,15 @@ TEST_F(StandardSign, EveryMechanismInOnePartAndInSeveral) {
 
 TEST_F(StandardSign, NobodyIsAskedForWhatCannotBe) {
   ScriptedService service({FILED, REFUSED});
-  // After each failure nothing has been started, and what is started then is ended by the last
-  // call.
   run("good : [250,2,20]; mask : [250,1,20]; salt : [250,2,14]; large : [250,2,100000020];"
-      "md5 : [210,1,10]; C_SignInit 1 [D,mask,18] 800003E9 = 71 %"
-      "C_SignInit 1 [D,salt,18] 800003E9 = 71 % C_SignInit 1 [D,large,18] 800003E9 = 71 %"
-      "C_SignInit 1 [D,md5,18] 800003E9 = 71 % C_SignInit 1 [D] 800003E9 = 71 %"
-      "C_SignInit 1 [D,good,17] 800003E9 = 71 % C_SignInit 1 [1,good,1] 800003E9 = 71 %"
-      "C_SignInit 1 [47,good,18] 800003E9 = 71 % C_SignInit 1 [250] 800003E9 = 70 %"
-      "C_SignInit 1 [3] 800003E9 = 70 % C_SignInit 1 [1] 3E9 = 60 %"
-      "C_SignInit 1 [1] 80000007 = 60 % C_SignInit 1 [1] 1000003E9 = 68 %",
-      "; C_SignInit 1 [1] 800003E9 = 0; C_SignInit 1 [1] 800003E9 = 90; C_SignUpdate 1 0 1 = 7;");
+      "md5 : [210,1,10]");
+  // Before the next one the failure has started nothing, and a call ends what is started then.
+  run("% [D,mask,18] 800003E9 = 71; % [D,salt,18] 800003E9 = 71; % [D,large,18] 800003E9 = 71;"
+      "% [D,md5,18] 800003E9 = 71; % [D] 800003E9 = 71; % [D,good,17] 800003E9 = 71;"
+      "% [1,good,1] 800003E9 = 71; % [47,good,18] 800003E9 = 71; % [250] 800003E9 = 70;"
+      "% [3] 800003E9 = 70; % [1] 3E9 = 60; % [1] 80000007 = 60; % [1] 1000003E9 = 68; % 0 1 = 7",
+      "C_SignInit 1 [1] 800003E9 = 0; C_SignInit 1 [1] 800003E9 = 90; C_SignUpdate 1 0 1 = 7;"
+      "C_SignInit 1");
   write("certificados/7.cer", certificate("-newkey rsa:512 -nodes -keyout /dev/null"));
   run("C_SignInit 1 [42] 80000007 = 62");
   using Row = std::pair<bool, std::vector<std::string>>;
