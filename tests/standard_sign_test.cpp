@@ -173,14 +173,12 @@ TEST_F(StandardSign, OnlyTheRightSignatureReachesTheCaller) {
 static thread_local long allocationsLeft = -1;
 
 static bool isOut() { return allocationsLeft >= 0 && allocationsLeft-- == 0; }
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl*)
-extern "C" void* __libc_malloc(std::size_t);
-extern "C" void* __libc_realloc(void*, std::size_t);
+extern "C" void* __libc_malloc(std::size_t);          // NOLINT(bugprone-reserved*,cert-dcl*)
+extern "C" void* __libc_realloc(void*, std::size_t);  // NOLINT(bugprone-reserved*,cert-dcl*)
 void* malloc(std::size_t size) noexcept { return isOut() ? nullptr : __libc_malloc(size); }
 void* realloc(void* memory, std::size_t size) noexcept {
   return isOut() ? nullptr : __libc_realloc(memory, size);
 }
-// NOLINTEND
 
 TEST_F(StandardSign, LackOfMemoryIsAResult) {
   const std::string right = signatureOf(DATA, "sha256");
