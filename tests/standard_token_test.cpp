@@ -237,10 +237,10 @@ TEST_F(Standard, EachNumberOfACertificateIsThreeObjects) {
         Attributes{{CKA_ID, number(7)}, {CKA_KEY_TYPE, number(0)}}, Attributes{{CKA_TOKEN, NO}}}) {
     EXPECT_THAT(find(filter), testing::IsEmpty());
   }
-  run("C_FindObjectsInit 1 0 1 = 7; C_FindObjectsInit 1 [3,0,1] 1 = 13; C_FindObjects 1 0 0 &n = "
-      "91;"
-      "C_FindObjectsInit 1 0 0 = 0; C_FindObjectsInit 1 0 0 = 90; C_FindObjects 1 0 1 &n = 7;"
-      "C_FindObjects 1 0 0 &n = 0; n ? 0; C_FindObjectsFinal 1 = 0; C_FindObjectsFinal 1 = 91");
+  run("C_FindObjectsInit 1 0 1 = 7; C_FindObjectsInit 1 [3,0,1] 1 = 13;"
+      "C_FindObjects 1 0 0 &n = 91; C_FindObjectsInit 1 0 0 = 0; C_FindObjectsInit 1 0 0 = 90;"
+      "C_FindObjects 1 0 1 &n = 7; C_FindObjects 1 0 0 &n = 0; n ? 0; C_FindObjectsFinal 1 = 0;"
+      "C_FindObjectsFinal 1 = 91");
   EXPECT_EQ(log(), Log());
 }
 
