@@ -1,27 +1,8 @@
 #include <tuple>
 
-#include "support/module_test.h"
+#include "support/service_test.h"
 
-namespace {
-
-class AttributeQuery : public ModuleTest {
- protected:
-  AttributeQuery() { openSession(); }
-
-  // The value of one attribute, asked for as consumers do: first its length, then its bytes.
-  std::string value(CK_OBJECT_HANDLE handle, CK_ATTRIBUTE_TYPE type) {
-    CK_ATTRIBUTE attribute = {type, nullptr, 0xEEEE};
-    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_OK) << type;
-    std::string bytes(attribute.ulValueLen + 1, '\xEE');
-    attribute.pValue = bytes.data();
-    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_OK) << type;
-    EXPECT_EQ(bytes.back(), '\xEE') << type;
-    bytes.resize(attribute.ulValueLen);
-    return bytes;
-  }
-};
-
-}  // namespace
+using AttributeQuery = ServiceTest;
 
 TEST_F(AttributeQuery, CertificateAndKeyAnswerFromOneFile) {
   const std::string file = certificate(issuedBy("CA") + "-set_serial 0x9234") + "more";
@@ -30,21 +11,14 @@ TEST_F(AttributeQuery, CertificateAndKeyAnswerFromOneFile) {
   const std::string modulus = file.substr(file.find(integerOf257Bytes) + 5, 256);
   const std::string yes(1, '\1');
   const std::string no(1, '\0');
-  for (const auto& [type, certificate] : Attributes{{CKA_CLASS, number(CKO_CERTIFICATE)},
-                                                    {CKA_TOKEN, yes},
-                                                    {CKA_PRIVATE, no},
-                                                    {CKA_LABEL, "(37428) Example Holder"},
-                                                    {CKA_VALUE, file},
-                                                    {CKA_CERTIFICATE_TYPE, number(CKC_X_509)},
-                                                    {CKA_ISSUER, name("CA")},
-                                                    {CKA_SERIAL_NUMBER, "\x92\x34"},
-                                                    {CKA_KEY_TYPE, number(CKK_RSA)},
-                                                    {CKA_SUBJECT, name("Example Holder")},
-                                                    {CKA_ID, number(10)},
-                                                    {CKA_SENSITIVE, yes},
-                                                    {CKA_MODULUS, modulus},
-                                                    {CKA_EXTRACTABLE, no},
-                                                    {CKA_ALWAYS_AUTHENTICATE, no}}) {
+  using Row = Attributes::value_type;
+  for (const auto& [type, certificate] :
+       {Row{CKA_CLASS, number(CKO_CERTIFICATE)}, Row{CKA_TOKEN, yes}, Row{CKA_PRIVATE, no},
+        Row{CKA_LABEL, "(37428) Example Holder"}, Row{CKA_VALUE, file},
+        Row{CKA_CERTIFICATE_TYPE, number(CKC_X_509)}, Row{CKA_ISSUER, name("CA")},
+        Row{CKA_SERIAL_NUMBER, "\x92\x34"}, Row{CKA_KEY_TYPE, number(CKK_RSA)},
+        Row{CKA_SUBJECT, name("Example Holder")}, Row{CKA_ID, number(10)}, Row{CKA_SENSITIVE, yes},
+        Row{CKA_MODULUS, modulus}, Row{CKA_EXTRACTABLE, no}, Row{CKA_ALWAYS_AUTHENTICATE, no}}) {
     EXPECT_EQ(value(10, type), certificate) << type;
     const std::string key = type == CKA_CLASS     ? number(CKO_PRIVATE_KEY)
                             : type == CKA_PRIVATE ? yes
@@ -93,25 +67,15 @@ TEST_F(AttributeQuery, UnusualCertificates) {
 TEST_F(AttributeQuery, TheLastFailureCountsAndStopsNothing) {
   write("certificados/10.cer", certificate());
   std::string room(8, '\xEE');
-  CK_ULONG objectClass = 99;
-  const CK_ATTRIBUTE refused = {0x108, room.data(), 5};
-  const CK_ATTRIBUTE tooShort = {CKA_LABEL, room.data(), 7};
-  const CK_ATTRIBUTE answered = {CKA_CLASS, &objectClass, 0};  // its length is not read
-  for (const bool refusedLast : {false, true}) {
-    std::vector<CK_ATTRIBUTE> list = {refused, tooShort, answered};
-    if (refusedLast) std::swap(list[0], list[1]);
-    objectClass = 99;
-    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, list.data(), 3),
-              refusedLast ? CKR_ATTRIBUTE_TYPE_INVALID : CKR_BUFFER_TOO_SMALL);
-    EXPECT_EQ(objectClass, CKO_CERTIFICATE);
-    EXPECT_EQ(list[refusedLast ? 1 : 0].ulValueLen, 5U);
-    EXPECT_EQ(list[refusedLast ? 0 : 1].ulValueLen, 21U);
-  }
+  pointers["R"] = room.data();
+  // The length of the last one is not read.
+  run("class : 63; list : [108,R,5,3,R,7,0,&class,0]; C_GetAttributeValue 1 A list 3 = 150;"
+      "list[2] ? 5; list[5] ? 15; class ? 1;"
+      "class : 63; list : [3,R,7,108,R,5,0,&class,0]; C_GetAttributeValue 1 A list 3 = 12;"
+      "list[2] ? 15; list[5] ? 5; class ? 1");
   EXPECT_EQ(room, std::string(8, '\xEE'));
-  for (const CK_ATTRIBUTE_TYPE type : {0x86UL, 0x105UL, 0x110UL, 0x122UL, 0x170UL, 1UL << 32}) {
-    CK_ATTRIBUTE attribute = {type, nullptr, 5};
-    EXPECT_EQ(p11->C_GetAttributeValue(1, 10, &attribute, 1), CKR_ATTRIBUTE_TYPE_INVALID);
-    EXPECT_EQ(attribute.ulValueLen, 5U);
+  for (const char* type : {"86", "105", "110", "122", "170", "100000000"}) {
+    run("list : [%,0,5]; C_GetAttributeValue 1 A list 1 = 12; list[2] ? 5", type);
   }
 }
 
@@ -120,12 +84,9 @@ TEST_F(AttributeQuery, HandlesWithoutACertificate) {
   write("certificados/11.cer", "-----BEGIN CERTIFICATE-----");
   write("certificados/12.cer", "");
   std::filesystem::create_directory(folder / "certificados/13.cer");
-  CK_ULONG kept = 99;
-  for (const CK_ULONG handle : {0UL, 11UL, 12UL, 13UL, KEY + 12, KEY + KEY + 10, ~4UL}) {
-    CK_ATTRIBUTE attribute = {CKA_CLASS, &kept, 77};
-    EXPECT_EQ(p11->C_GetAttributeValue(1, handle, &attribute, 1), CKR_DEVICE_ERROR) << handle;
-    EXPECT_EQ(attribute.ulValueLen, 77U);
+  for (const char* handle : {"0", "B", "C", "D", "8000000C", "10000000A", "FFFFFFFFFFFFFFFB"}) {
+    run("n : 63; list : [0,&n,77]; C_GetAttributeValue 1 % list 1 = 30; list[2] ? 77; n ? 63",
+        handle);
   }
-  EXPECT_EQ(kept, 99U);
   EXPECT_EQ(log(), std::vector<std::string>());
 }

@@ -64,9 +64,7 @@ rm $anchors/*|trust-anchors: holds no
 mv $anchors/06* $anchors/06.PEM|06.PEM: is not called
 cp $anchors/06* "$anchors/a;b.pem"|a;b.pem: a file name with ;
 mkfifo $anchors/05.pem|05.pem: is a named pipe
-mkdir $anchors/05.pem|05.pem: is a folder
 ln -s nowhere $anchors/05.pem|05.pem: is a link
-ca ''; chmod 0 $anchors/05.pem|05.pem: is a file that
 echo damaged >$anchors/05.pem|05.pem: holds no certificate
 cp "$pki/ca.key" $anchors/05.pem|but one "-----BEGIN
 cat $anchors/06* $anchors/07* >$anchors/05.pem|05.pem: holds 2 certificates

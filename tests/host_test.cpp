@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <fstream>
 #include <thread>
@@ -128,13 +127,11 @@ TEST_F(Host, HomesOfAllKinds) {
 TEST_F(Host, FilesChangeAndVanishWhileTheyAreRead) {
   const std::string ana = certificate("-subj /CN=Ana");
   const std::string bia = certificate("-subj '/CN=Beatriz Cristina'") + std::string(300, '-');
-  const std::string subject = name("Ana");
-  CK_ATTRIBUTE filters[] = {{CKA_SUBJECT, const_cast<char*>(subject.data()), subject.size()},
-                            {CKA_VALUE, const_cast<char*>(ana.data()), ana.size()}};
+  const Attributes wanted = {{CKA_SUBJECT, name("Ana")}, {CKA_VALUE, ana}};
+  std::vector<CK_ATTRIBUTE> filters = entries(wanted);
   pointers = {{"subject", &filters[0]}, {"value", &filters[1]}};
-  std::atomic<bool> isOver = false;
-  std::thread companion([&] {
-    while (!isOver) {
+  std::jthread companion([&](const std::stop_token& isOver) {
+    while (!isOver.stop_requested()) {
       for (const std::string& content : {ana, bia, ana.substr(0, 400), std::string()}) {
         write("certificados/7.cer", content);
       }
@@ -151,8 +148,7 @@ TEST_F(Host, FilesChangeAndVanishWhileTheyAreRead) {
     EXPECT_LE(found("subject"), 2U);
     EXPECT_LE(found("value"), 1U);
   }
-  isOver = true;
-  companion.join();
+  companion = {};
   write("certificados/7.cer", ana);
   EXPECT_EQ(ask(), CKR_OK);
   EXPECT_EQ(found("value"), 1U);

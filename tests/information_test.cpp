@@ -4,29 +4,10 @@
 
 // The constants: library, slot, token and mechanisms.
 
-namespace {
-
-class Information : public ModuleTest {
- protected:
-  Information() { run("C_Initialize = 0"); }
-
-  // The first `length` bytes of what `text` makes of a structure "info" of 0xEE bytes.
-  std::string filled(std::size_t length, const std::string& text) {
-    std::string bytes(300, '\xEE');
-    pointers["info"] = bytes.data();
-    run(text + " = 0");
-    return bytes.substr(0, length);
-  }
-};
-
-std::string padded(std::string text, std::size_t width) {
-  text.resize(width, '\0');
-  return text;
-}
-
-}  // namespace
+using Information = ModuleTest;
 
 TEST_F(Information, LibrarySlotAndToken) {
+  run("C_Initialize = 0");
   const std::string version1("\1\0", 2);
   EXPECT_EQ(filled(82, "C_GetInfo info"),
             "\2\x14" + padded("KELMAR", 32) + std::string(6, '\xEE') + number(0) +
@@ -50,18 +31,16 @@ TEST_F(Information, LibrarySlotAndToken) {
 }
 
 TEST_F(Information, ListsFillWhatFitsAndRefuseWithoutATrace) {
-  CK_ULONG list[3] = {9, 9, 9};
-  pointers["list"] = list;
-  run("C_GetSlotList 0 0 &n = 0; n ? 1; n : 0; C_GetSlotList 1 list &n = 150; n ? 0;"
-      "C_GetMechanismList 1 0 &n = 0; n ? 2; n : 1; C_GetMechanismList 1 list &n = 150; n ? 1");
-  EXPECT_THAT(list, testing::ElementsAre(9, 9, 9));
-  run("n : 5; C_GetSlotList 0 list &n = 0; n ? 1");
-  EXPECT_THAT(list, testing::ElementsAre(1, 9, 9));
-  run("n : 3; C_GetMechanismList 1 list &n = 0; n ? 2");
-  EXPECT_THAT(list, testing::ElementsAre(0x1, 0xD, 9));
+  run("C_Initialize = 0; list : [9,9,9]; C_GetSlotList 0 0 &n = 0; n ? 1; n : 0; C_GetSlotList 1 "
+      "list &n = 150; n ? "
+      "0;"
+      "C_GetMechanismList 1 0 &n = 0; n ? 2; n : 1; C_GetMechanismList 1 list &n = 150; n ? 1;"
+      "list[0] ? 9; n : 5; C_GetSlotList 0 list &n = 0; n ? 1; list[0] ? 1; list[1] ? 9;"
+      "n : 3; C_GetMechanismList 1 list &n = 0; n ? 2; list[0] ? 1; list[1] ? D; list[2] ? 9");
 }
 
 TEST_F(Information, MechanismsKnownAndUnknownAndNoSlotEvents) {
+  run("C_Initialize = 0");
   std::istringstream known(  // type, least and most key size, flags
       "1 800 800 7B00  6 800 800 2800  9 800 800 300  D 800 800 2800  131 C0 C0 8000  "
       "133 C0 C0 300  220 0 0 400  364 80 100 80000  1082 80 100 300");

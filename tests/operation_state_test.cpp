@@ -1,5 +1,5 @@
-#include "support/module_test.h"
 #include "support/operation_rules.h"
+#include "support/service_test.h"
 
 // The operation state has no reader, but every function tests it before the session: with a wrong
 // session a call answers for its state alone and changes nothing.
@@ -8,11 +8,11 @@ namespace {
 
 constexpr std::size_t STATES = 13;
 
-class OperationState : public ModuleTest {
+class OperationState : public ServiceTest {
  protected:
   OperationState() {
-    openSession();
-    pointers = {{"rsa", &rsa}, {"sha1", &sha1}, {"in", in.data()}, {"out", out.data()}};
+    pointers = {{"in", in.data()}, {"out", out.data()}};
+    run("rsa : [1]; sha1 : [220]");
   }
 
   CK_RV callWith(const char* session, const std::string& name) {
@@ -45,8 +45,6 @@ class OperationState : public ModuleTest {
   }
 
   const std::map<std::string, OperationRow> rules = operationRules();
-  CK_MECHANISM rsa = {CKM_RSA_PKCS, nullptr, 0};
-  CK_MECHANISM sha1 = {CKM_SHA_1, nullptr, 0};
   std::string in = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
   std::string out = std::string(256, '\1');
 };

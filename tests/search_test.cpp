@@ -1,6 +1,6 @@
 #include <sys/stat.h>
 
-#include "support/module_test.h"
+#include "support/service_test.h"
 
 using testing::ElementsAre;
 using testing::UnorderedElementsAreArray;
@@ -12,44 +12,14 @@ using Handles = std::vector<CK_ULONG>;
 const Attributes::value_type CERTIFICATES = {CKA_CLASS, number(CKO_CERTIFICATE)};
 const Attributes::value_type KEYS = {CKA_CLASS, number(CKO_PRIVATE_KEY)};
 
-class Search : public ModuleTest {
- protected:
-  Search() { openSession(); }
-
-  void cache(const std::string& name, const std::string& content = "") const {
-    write("certificados/" + name, content);
-  }
-
-  CK_RV init(const Attributes& attributes) {
-    std::vector<CK_ATTRIBUTE> list(1);  // never null
-    for (const auto& [type, value] : attributes) {
-      char* const bytes = value.empty() ? nullptr : const_cast<char*>(value.data());
-      list.insert(list.end() - 1, {type, bytes, value.size()});
-    }
-    return p11->C_FindObjectsInit(1, list.data(), attributes.size());
-  }
-
-  // One whole search with room for `max` objects, as announced.
-  Handles find(const Attributes& attributes, CK_ULONG max = 100) {
-    Handles handles(max + 1, 0xEEEE);
-    CK_ULONG count = 0xEEEE;
-    EXPECT_EQ(init(attributes), CKR_OK);
-    EXPECT_EQ(p11->C_FindObjects(1, handles.data(), max, &count), CKR_OK);
-    CK_ULONG more = 0xEEEE;
-    EXPECT_EQ(p11->C_FindObjects(1, handles.data(), max, &more), CKR_OK);
-    EXPECT_EQ(more, 0U) << "all is delivered by the first call";
-    EXPECT_EQ(p11->C_FindObjectsFinal(1), CKR_OK);
-    handles.resize(count);
-    return handles;
-  }
-};
+using Search = ServiceTest;
 
 }  // namespace
 
 TEST_F(Search, EntriesAndTheirIdentifiers) {
   for (const char* name : {"1234.cer", "12abc.cer", "0042.cer", "x.cer.bak", "._99.cer", "-5.cer",
                            " +8.cer", "2147483647.cer", "1.CER", "2.pem", "cer"}) {
-    cache(name);
+    write(std::string("certificados/") + name, "");
   }
   std::filesystem::create_directory(folder / "certificados/7.cer");
   std::filesystem::create_symlink("nowhere", folder / "certificados/9.cer");
@@ -62,8 +32,8 @@ TEST_F(Search, EntriesAndTheirIdentifiers) {
 }
 
 TEST_F(Search, RoomIsCountedInWholeEntries) {
-  cache("10.cer");
-  cache("11.cer");
+  write("certificados/10.cer", "");
+  write("certificados/11.cer", "");
   for (CK_ULONG max = 0; max <= 4; ++max) {
     const Handles found = find({}, max);
     ASSERT_EQ(found.size(), (max + 1) / 2 * 2) << "a pair is never split";
@@ -78,11 +48,11 @@ TEST_F(Search, ClassesAndFilters) {
   const std::string ana = certificate(byCa + "-subj /CN=Ana");
   const std::string bia = certificate(byCa + "-subj /CN=Bia");
   const std::string alone = certificate();
-  cache("10.cer", ana);
-  cache("11.cer", bia);
-  cache("12.cer", alone + "more");
-  cache("13.cer", "-----BEGIN CERTIFICATE-----");
-  cache("x.cer.bak", ana);  // identifier 0, but there is no 0.cer
+  write("certificados/10.cer", ana);
+  write("certificados/11.cer", bia);
+  write("certificados/12.cer", alone + "more");
+  write("certificados/13.cer", "-----BEGIN CERTIFICATE-----");
+  write("certificados/x.cer.bak", ana);  // identifier 0, but there is no 0.cer
   const std::string issuer = name("CA");
   const std::string subject = name("Ana");
   const Handles issued = {10, KEY + 10, 11, KEY + 11};
@@ -111,31 +81,20 @@ TEST_F(Search, ClassesAndFilters) {
   }
   for (std::size_t i = 0; i < searches.size(); ++i) {
     // A session closed in mid-search leaves nothing of it.
-    EXPECT_EQ(init({{CKA_ISSUER, "x"}, {CKA_SUBJECT, "x"}, {CKA_VALUE, "x"}}), CKR_OK);
-    EXPECT_EQ(p11->C_CloseSession(1), CKR_OK);
+    run("C_FindObjectsInit 1 [81,&n,1,101,&n,1,11,&n,1] 3 = 0; C_CloseSession 1 = 0");
     EXPECT_THAT(find(searches[i].first), UnorderedElementsAreArray(searches[i].second)) << i;
   }
 }
 
 TEST_F(Search, TemplatesThatAreRefused) {
-  const std::vector<std::pair<Attributes, CK_RV>> rows = {
-      {{{CKA_CLASS, "1234"}}, CKR_ATTRIBUTE_VALUE_INVALID},
-      {{{CKA_TOKEN, ""}}, CKR_ATTRIBUTE_VALUE_INVALID},
-      {{{CKA_LABEL, ""}}, CKR_ATTRIBUTE_VALUE_INVALID},  // the value is looked at first
-      {{{CKA_ISSUER, "kept by nobody"}, {CKA_LABEL, "x"}}, CKR_ATTRIBUTE_TYPE_INVALID},
-      {{{0x180000102, "x"}}, CKR_ATTRIBUTE_TYPE_INVALID},
-      {{{CKA_CLASS, number(0x700000005)}, {CKA_SERIAL_NUMBER, "x"}}, CKR_ATTRIBUTE_TYPE_INVALID}};
-  CK_ULONG count = 0xEEEE;
-  for (const auto& [attributes, result] : rows) {
-    EXPECT_EQ(init(attributes), result);
-    EXPECT_EQ(p11->C_FindObjects(1, nullptr, 0, &count), CKR_OPERATION_NOT_INITIALIZED);
-  }
-  CK_ATTRIBUTE noLength = {CKA_ID, &count, 0};
-  EXPECT_EQ(p11->C_FindObjectsInit(1, &noLength, 1), CKR_ATTRIBUTE_VALUE_INVALID);
-  EXPECT_EQ(init({{CKA_ISSUER, "abandoned"}}), CKR_OK);
-  EXPECT_EQ(p11->C_FindObjects(1, nullptr, 1, &count), CKR_ARGUMENTS_BAD);
-  EXPECT_EQ(p11->C_FindObjects(1, nullptr, 0, nullptr), CKR_ARGUMENTS_BAD);
-  EXPECT_EQ(count, 0xEEEEU);
+  // In the third the value is looked at first; the fifth keeps what it has got so far.
+  run("class : 700000005; n : EEEE; C_FindObjectsInit 1 [0,&n,4] 1 = 13 %"
+      "C_FindObjectsInit 1 [1] 1 = 13 % C_FindObjectsInit 1 [3] 1 = 13 %"
+      "C_FindObjectsInit 1 [102,&n,0] 1 = 13 % C_FindObjectsInit 1 [81,&n,8,3,&n,1] 2 = 12 %"
+      "C_FindObjectsInit 1 [180000102,&n,1] 1 = 12 %"
+      "C_FindObjectsInit 1 [0,&class,8,82,&n,1] 2 = 12 % C_FindObjectsInit 1 [81,&n,8] 1 = 0;"
+      "C_FindObjects 1 0 1 &n = 7; C_FindObjects 1 0 0 0 = 7; n ? EEEE",
+      "; C_FindObjects 1 0 0 &n = 91;");
   const std::string attribute = "Tipo de atributo nao tratado em C_FindObjectsInit: ";
   EXPECT_THAT(log(), ElementsAre(attribute + "     0x3", attribute + "0x80000102",
                                  "Tipo de classe nao tratado em C_FindObjectsInit:      0x5",

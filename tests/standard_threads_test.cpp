@@ -15,32 +15,20 @@ constexpr CK_ULONG MARIA = 1001;
 constexpr CK_ULONG JOAO = 1002;
 constexpr CK_ULONG GUEST = 7;
 
-// Threads that do their work over and over for a time, and are then waited for.
-class Crowd {
- public:
-  explicit Crowd(std::chrono::seconds time) : end(std::chrono::steady_clock::now() + time) {}
-  Crowd(const Crowd&) = delete;
-  Crowd& operator=(const Crowd&) = delete;
-  ~Crowd() {
-    for (std::thread& thread : threads) thread.join();
-  }
+using Work = std::function<void()>;
 
-  [[nodiscard]] bool isThere() const { return std::chrono::steady_clock::now() < end; }
-
-  // Has `count` more do `work`, each with its number.
-  void add(int count, const std::function<void(int)>& work) {
-    for (int i = 0; i < count; ++i) {
-      threads.emplace_back([this, i, work] {
-        do work(i);
-        while (isThere());
-      });
-    }
-  }
-
- private:
-  const std::chrono::steady_clock::time_point end;
+// Has threads do their work over and over for a time.
+void inThreads(std::chrono::seconds time, const std::vector<Work>& works) {
+  const auto end = std::chrono::steady_clock::now() + time;
   std::vector<std::thread> threads;
-};
+  for (const Work& work : works) {
+    threads.emplace_back([&work, end] {
+      do work();
+      while (std::chrono::steady_clock::now() < end);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
 
 class Threads : public StandardTest {
  protected:
@@ -97,10 +85,10 @@ class Threads : public StandardTest {
 
 TEST_F(Threads, EachGetsWhatItAsksFor) {
   const std::string guest = certificate("-subj /CN=Guest");
-  Crowd crowd(std::chrono::seconds(3));
-  crowd.add(8, [&](int i) { visit(i % 2 == 0 ? MARIA : JOAO); });
+  std::vector<Work> works(4, [&] { visit(MARIA); });
+  works.resize(8, [&] { visit(JOAO); });
   // All use one session for what does not touch its operations, and read what comes and goes.
-  crowd.add(1, [&](int) {
+  works.emplace_back([&] {
     CK_TOKEN_INFO token = {};
     EXPECT_EQ(p11->C_GetTokenInfo(1, &token), CKR_OK);
     EXPECT_LE(token.ulSessionCount, 10U);
@@ -111,16 +99,16 @@ TEST_F(Threads, EachGetsWhatItAsksFor) {
     EXPECT_THAT(login, testing::AnyOf(CKR_OK, CKR_USER_ALREADY_LOGGED_IN));
     p11->C_Logout(1);
   });
-  crowd.add(1, [&](int) {
+  works.emplace_back([&] {
     write("certificados/7.cer", guest);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
     fs::remove(folder / "certificados/7.cer");
   });
+  inThreads(std::chrono::seconds(3), works);
 }
 
 TEST_F(Threads, OneSessionIsSharedWithoutHarm) {
-  Crowd crowd(std::chrono::seconds(1));
-  crowd.add(8, [&](int) {
+  const Work work = [&] {
     const auto isOneOf = [](CK_RV result, CK_RV other) {
       EXPECT_THAT(result, testing::AnyOf(CKR_OK, other));
     };
@@ -130,12 +118,12 @@ TEST_F(Threads, OneSessionIsSharedWithoutHarm) {
     isOneOf(p11->C_FindObjects(1, &handle, 1, &count), CKR_OPERATION_NOT_INITIALIZED);
     isOneOf(p11->C_FindObjectsFinal(1), CKR_OPERATION_NOT_INITIALIZED);
     trySigning(1, MARIA, {CKR_OPERATION_NOT_INITIALIZED});
-  });
+  };
+  inThreads(std::chrono::seconds(1), std::vector(8, work));
 }
 
 TEST_F(Threads, TheLibraryMayBeFinalizedUnderThem) {
-  Crowd crowd(std::chrono::seconds(1));
-  crowd.add(8, [&](int) {
+  std::vector<Work> works(8, [&] {
     CK_SESSION_HANDLE session = 0;
     p11->C_OpenSession(1, CKF_SERIAL_SESSION, nullptr, nullptr, &session);
     p11->C_FindObjectsInit(session, nullptr, 0);
@@ -143,11 +131,12 @@ TEST_F(Threads, TheLibraryMayBeFinalizedUnderThem) {
         session, JOAO,
         {CKR_CRYPTOKI_NOT_INITIALIZED, CKR_SESSION_HANDLE_INVALID, CKR_OPERATION_NOT_INITIALIZED});
   });
-  while (crowd.isThere()) {
+  works.emplace_back([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     EXPECT_EQ(p11->C_Finalize(nullptr), CKR_OK);
     EXPECT_EQ(p11->C_Initialize(nullptr), CKR_OK);
-  }
+  });
+  inThreads(std::chrono::seconds(1), works);
 }
 
 // Not for the thread sanitizer, which ends a process that forks and then starts threads.
@@ -162,13 +151,13 @@ TEST_F(StandardTest, TheProcessMayEndUnderItsThreads) {
     std::atexit([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); });
     load(STANDARD_MODULE);
     run("C_Initialize = 0");
-    static auto* const crowd = new Crowd(std::chrono::seconds(9));  // not waited for
-    crowd->add(8, [&](int) {
+    const Work work = [&] {
       CK_SESSION_HANDLE session = 0;
       p11->C_OpenSession(1, CKF_SERIAL_SESSION, nullptr, nullptr, &session);
       p11->C_FindObjectsInit(session, nullptr, 0);
       p11->C_CloseSession(session);
-    });
+    };
+    std::thread([&] { inThreads(std::chrono::seconds(9), std::vector(8, work)); }).detach();
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     std::exit(0);
   };

@@ -74,12 +74,10 @@ TEST_F(Wire, RequestsWithAndWithoutPssParameters) {
 }
 
 TEST_F(Wire, ALengthQueryAndASignFinalDropTheParameters) {
-  CK_RSA_PKCS_PSS_PARAMS parameters = {CKM_SHA256, CKG_MGF1_SHA256, 4};
-  CK_MECHANISM mechanism = {CKM_RSA_PKCS_PSS, &parameters, sizeof parameters};
-  pointers = {{"pss", &mechanism}};
+  run("pss : [250,2,4]");
   for (const std::string drops : {"C_Sign 1 &byte 1 0 &n = 0; n ? 100", "C_SignFinal 9 = B3",
                                   "C_Finalize = 0; C_SignFinal = 190; C_Initialize = 0"}) {
-    run("C_SignInit 1 pss 80000007 = 0; " + drops);
+    run("C_SignInit 1 [D,pss,18] 80000007 = 0; " + drops);
     ScriptedService service({FILED, REFUSED});
     EXPECT_EQ(signOnly("data"), CKR_FUNCTION_CANCELED);
     EXPECT_EQ(service.requests.at(0), filing("", "MACHINE-1", "7", "ZGF0YQ=="));
@@ -123,20 +121,18 @@ TEST_F(Wire, UpdateFlagAndNotification) {
   const std::string update = "x-app-update-available: true";
   const std::string quiet = R"({"id":77,"notificacaoEnviada":false})";
   using Row = std::tuple<localservice::Reply, bool, bool>;  // updates, notifies
-  for (const auto& [filed, updates, notifies] : std::vector<Row>{
-           {FILED, false, false},
-           {reply(quiet, update + "\r\n"), true, false},
-           {reply(quiet, update + "ish\r\n"), true, false},
-           {reply(quiet, "X-App-Update-Available: true\r\n"), false, false},
-           {reply(quiet, " " + update + "\r\n"), false, false},
-           // Not JSON, but announced: at the head of a line or of what follows 2,999 bytes of it.
-           {reply("\n" + update), true, false},
-           {reply(std::string(2'999, ' ') + update), true, false},
-           {reply(std::string(2'998, ' ') + update), false, false},
-           {reply(R"({"id":77})"), false, true},
-           {reply(R"({"id":0})"), false, true},
-           {reply(R"({"notificacaoEnviada":true,"id":-5})"), false, true},
-           {{.bytes = "HTTP/1.1 500 Internal Server Error\r\n\r\n{\"id\":12}"}, false, true}}) {
+  for (const auto& [filed, updates, notifies] :
+       {Row{FILED, false, false}, Row{reply(quiet, update + "\r\n"), true, false},
+        Row{reply(quiet, update + "ish\r\n"), true, false},
+        Row{reply(quiet, "X-App-Update-Available: true\r\n"), false, false},
+        Row{reply(quiet, " " + update + "\r\n"), false, false},
+        // Not JSON, but announced: at the head of a line or of what follows 2,999 bytes of it.
+        Row{reply("\n" + update), true, false},
+        Row{reply(std::string(2'999, ' ') + update), true, false},
+        Row{reply(std::string(2'998, ' ') + update), false, false},
+        Row{reply(R"({"id":77})"), false, true}, Row{reply(R"({"id":0})"), false, true},
+        Row{reply(R"({"notificacaoEnviada":true,"id":-5})"), false, true},
+        Row{{.bytes = "HTTP/1.1 500 Internal Server Error\r\n\r\n{\"id\":12}"}, false, true}}) {
     std::filesystem::remove(home / "shown");
     write("atualizar", "an older and longer text");
     ScriptedService service({filed, reply(quiet, update + "\r\n")});

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 
 #include "certcache/certcache.h"
@@ -71,6 +72,7 @@ CertificatePtr CertificateStore::find(std::uint64_t id) {
 
 std::vector<CertificatePtr> CertificateStore::list() {
   const DirectoryPtr directory = openCertificateDirectory();
+  if (directory == nullptr && errno == ENOMEM) throw OutOfMemory();
   if (directory == nullptr) return {};
   const std::set<std::uint64_t> numbers = numbersIn(directory.get());
   std::vector<CertificatePtr> certificates;

@@ -2,7 +2,6 @@
 # GnuTLS lists certificates and keys, exports by identifier, and authenticates itself to a server.
 source "$(dirname "$0")/support.sh"
 setUp "$1" gnutls-bin command -v gnutls-cli
-readonly URI="pkcs11:id=%e9%03%00%00%00%00%00%00"
 
 run p11tool --provider "$HOME/$MODULE" --list-all-certs || fail "the certificates cannot be listed"
 expectLines p11tool 2 'URL:.*type=cert' "there should be two certificates"
@@ -19,7 +18,6 @@ runSigning at-once certtool --provider "$HOME/$MODULE" --p7-sign --load-privkey 
 run openssl cms -verify -inform PEM -in signed.p7 -CAfile local-pki/ca.pem || fail "it is not valid"
 
 startTlsServer -www
-echo "GET / HTTP/1.0" >request
 runSigning at-once gnutls-cli --provider "$HOME/$MODULE" --x509cafile local-pki/ca.pem \
   --x509certfile "$URI;type=cert" --x509keyfile "$URI;type=private" --port "$TLS_PORT" 127.0.0.1 \
   --priority NORMAL:-VERS-TLS1.3 <request || fail "gnutls-cli is not let in"

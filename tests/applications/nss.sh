@@ -13,7 +13,6 @@ run cmp verified.txt contract.txt || fail "the message differs"
 ! runSigning refuse "${sign[@]}" || fail "cmsutil takes a refusal for a signature"
 
 startTlsServer -www
-echo "GET / HTTP/1.0"$'\r\n\r' >request
 for version in 1.2 1.3; do
   connect=(tstclnt -d sql:nssdb -n "$nickname" -h 127.0.0.1 -p "$TLS_PORT"
     -V "tls$version:tls$version")

@@ -2,7 +2,6 @@
 # Firefox and Chromium open a page whose parts come over four connections at once, each of which
 # demands a certificate, from a server that answers none before all four stand. OpenConnect, which
 # then finds no VPN there, authenticates itself too.
-LIBRARY=pkcs11-brivasign-standard
 applications=$(realpath "$(dirname "$0")")
 source "$applications/support.sh"
 setUp "$1" firefox-esr command -v firefox-esr
@@ -40,6 +39,5 @@ if command -v openconnect >/dev/null; then
   mkdir modules
   echo "module: $HOME/$MODULE" >modules/quorvent.module
   visit 1 "${seeing[@]}" modules /usr/share/p11-kit/modules timeout 20 openconnect --authenticate \
-    --cafile local-pki/ca.pem --non-inter --certificate \
-    "pkcs11:token=Quorvent;id=%e9%03%00%00%00%00%00%00" "https://127.0.0.1:$TLS_PORT/"
+    --cafile local-pki/ca.pem --non-inter --certificate "$URI" "https://127.0.0.1:$TLS_PORT/"
 fi

@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # Java's SunPKCS11 signs forty times from four threads at once, with both paddings, and
 # authenticates itself under TLS 1.3.
-LIBRARY=pkcs11-brivasign-standard
 source "$(dirname "$0")/support.sh"
 setUp "$1" default-jdk-headless jar --version
 printf 'name = Quorvent\nlibrary = %s\n' "$HOME/$MODULE" >quorvent.cfg
@@ -9,7 +8,6 @@ printf 'name = Quorvent\nlibrary = %s\n' "$HOME/$MODULE" >quorvent.cfg
 cat >Sign.java <<'JAVA'
 import java.net.Socket;
 import java.security.*;
-import java.security.cert.Certificate;
 import java.security.spec.*;
 import java.util.*;
 import java.util.concurrent.*;
@@ -22,34 +20,29 @@ public class Sign {
     KeyStore store = KeyStore.getInstance("PKCS11", provider);
     store.load(null, null);
     List<String> aliases = Collections.list(store.aliases());
-    ExecutorService threads = Executors.newFixedThreadPool(4);
-    List<Future<Boolean>> results = new ArrayList<>();
+    PSSParameterSpec pss = new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1);
+    List<Callable<Boolean>> tasks = new ArrayList<>();
     for (int i = 0; i < 40; ++i) {
       String alias = aliases.get(i % aliases.size());
-      boolean isPss = i / 2 % 2 == 0;
+      String name = i / 2 % 2 == 0 ? "RSASSA-PSS" : "SHA256withRSA";
       byte[] data = ("document " + i).getBytes();
-      results.add(threads.submit(() -> {
-        Certificate certificate = store.getCertificate(alias);
-        Signature signer = Signature.getInstance(isPss ? "RSASSA-PSS" : "SHA256withRSA", provider);
-        Signature verifier = Signature.getInstance(isPss ? "RSASSA-PSS" : "SHA256withRSA", "SunRsaSign");
-        if (isPss) {
-          PSSParameterSpec pss =
-              new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1);
-          signer.setParameter(pss);
-          verifier.setParameter(pss);
-        }
+      tasks.add(() -> {
+        Signature signer = Signature.getInstance(name, provider);
+        Signature verifier = Signature.getInstance(name, "SunRsaSign");
+        if (name.equals("RSASSA-PSS")) signer.setParameter(pss);
+        if (name.equals("RSASSA-PSS")) verifier.setParameter(pss);
         signer.initSign((PrivateKey) store.getKey(alias, null));
         signer.update(data);
-        byte[] signature = signer.sign();
-        verifier.initVerify(certificate);
+        verifier.initVerify(store.getCertificate(alias));
         verifier.update(data);
-        return verifier.verify(signature);
-      }));
+        return verifier.verify(signer.sign());
+      });
     }
-    threads.shutdown();
+    ExecutorService threads = Executors.newFixedThreadPool(4);
     int valid = 0;
-    for (Future<Boolean> result : results) if (result.get()) ++valid;
-    System.out.println(valid + " of " + results.size() + " signatures are valid");
+    for (Future<Boolean> result : threads.invokeAll(tasks)) if (result.get()) ++valid;
+    threads.shutdown();
+    System.out.println(valid + " of " + tasks.size() + " signatures are valid");
 
     KeyManagerFactory keys = KeyManagerFactory.getInstance("SunX509");
     keys.init(store, null);

@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
 # Programs that ask for a few objects at a time see all of forty certificates.
-LIBRARY=pkcs11-brivasign-standard
 source "$(dirname "$0")/support.sh"
 setUp "$1" python3-pykcs11 /usr/bin/python3 -c 'import PyKCS11'
 

@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # OpenSC's pkcs11-tool lists everything, logs in, passes its own tests, and signs through p11-kit's
 # server, which has the library in another process.
-LIBRARY=pkcs11-brivasign-standard
 source "$(dirname "$0")/support.sh"
 setUp "$1" opensc command -v pkcs11-tool
 

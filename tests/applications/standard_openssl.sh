@@ -1,9 +1,7 @@
 #!/usr/bin/env bash
 # OpenSSL's engine signs and authenticates, alone and in stunnel and osslsigncode.
-LIBRARY=pkcs11-brivasign-standard
 source "$(dirname "$0")/support.sh"
 setUp "$1" libengine-pkcs11-openssl openssl engine pkcs11
-readonly URI="pkcs11:token=Quorvent;id=%e9%03%00%00%00%00%00%00"
 export PKCS11_MODULE_PATH=$HOME/$MODULE
 
 runSigning at-once openssl dgst -engine pkcs11 -keyform engine -sign "$URI;type=private" -sha256 \

@@ -1,11 +1,9 @@
 #!/usr/bin/env bash
 # stunnel and OpenVPN authenticate themselves to a server.
-LIBRARY=pkcs11-brivasign-standard
 source "$(dirname "$0")/support.sh"
 setUp "$1" stunnel4 command -v stunnel4
 # Nobody else is there during this test.
 readonly STUNNEL_PORT=$((TLS_PORT - 1)) VPN_PORT=$((TLS_PORT - 2))
-readonly URI="pkcs11:token=Quorvent;id=%e9%03%00%00%00%00%00%00"
 
 startTlsServer -www
 cat >stunnel.conf <<TEXT

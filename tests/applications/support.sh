@@ -1,7 +1,13 @@
 # shellcheck shell=bash
 # What the tests of applications share, besides what they share with the demo.
 set -euo pipefail
+# shellcheck disable=SC2034  # for what follows
+[[ $0 != */standard_* ]] || readonly LIBRARY=pkcs11-brivasign-standard
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/demo-support.sh"
+
+# What Maria's objects are found by, in the second library with the token's name.
+# shellcheck disable=SC2034  # for the tests
+readonly URI="pkcs11:${LIBRARY+token=Quorvent;}id=%e9%03%00%00%00%00%00%00"
 
 # Enters a home folder with the programs of the build folder $1. The test is skipped where there is
 # no Debian package $2, which is installed if the rest, a command, succeeds.
@@ -34,8 +40,9 @@ runSigning() {
 }
 
 # Starts a server that lets in only whom the local CA knows, and answers with its view of the
-# connection. The arguments are more options of s_server.
+# connection. The arguments are more options of s_server. Makes the file request, for such a server.
 startTlsServer() {
+  echo "GET / HTTP/1.0"$'\r\n\r' >request
   : >tls.lines
   openssl s_server -accept "127.0.0.1:$TLS_PORT" -Verify 1 -verify_return_error \
     -CAfile local-pki/ca.pem -cert local-pki/server.pem -key local-pki/server.key "$@" \

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <regex>
 #include <sstream>
 
 #include "local_signing_service/background_listener.h"
@@ -13,35 +14,6 @@ constexpr CK_ULONG PUBLIC = 2 * KEY;
 class StandardTest : public ServiceTest {
  protected:
   StandardTest() : ServiceTest(STANDARD_MODULE) {}
-
-  // Handles of all objects that `filter` matches, in the order in which they are found, asked for
-  // `room` at a time.
-  std::vector<CK_OBJECT_HANDLE> find(Attributes filter = {}, CK_ULONG room = 1'000,
-                                     CK_SESSION_HANDLE in = 1) const {
-    std::vector<CK_ATTRIBUTE> entries;
-    for (auto& [type, value] : filter) entries.push_back({type, value.data(), value.size()});
-    EXPECT_EQ(p11->C_FindObjectsInit(in, entries.data(), entries.size()), CKR_OK);
-    std::vector<CK_OBJECT_HANDLE> all;
-    std::vector<CK_OBJECT_HANDLE> some(room);
-    CK_ULONG count = room;
-    while (count == room) {
-      EXPECT_EQ(p11->C_FindObjects(in, some.data(), room, &count), CKR_OK);
-      all.insert(all.end(), some.begin(), some.begin() + static_cast<std::ptrdiff_t>(count));
-    }
-    EXPECT_EQ(p11->C_FindObjectsFinal(in), CKR_OK);
-    return all;
-  }
-
-  // The value of one attribute, asked for as consumers do: first its length, then its bytes.
-  std::string value(CK_OBJECT_HANDLE handle, CK_ATTRIBUTE_TYPE type,
-                    CK_SESSION_HANDLE in = 1) const {
-    CK_ATTRIBUTE attribute = {type, nullptr, 0};
-    EXPECT_EQ(p11->C_GetAttributeValue(in, handle, &attribute, 1), CKR_OK) << std::hex << type;
-    std::string bytes(attribute.ulValueLen, '\xEE');
-    attribute.pValue = bytes.data();
-    EXPECT_EQ(p11->C_GetAttributeValue(in, handle, &attribute, 1), CKR_OK) << std::hex << type;
-    return bytes;
-  }
 
   static CK_BYTE_PTR bytes(std::string& text) { return reinterpret_cast<CK_BYTE_PTR>(text.data()); }
 
@@ -73,11 +45,8 @@ class RealService {
       : service_(localservice::Signer(LOCAL_PKI "/users"), options, log_),
         listener_(SERVICE, [this](const std::string& request) {
           localservice::Reply reply = service_.handle(request);
-          const std::string notified = R"("notificacaoEnviada":true)";
-          const std::size_t place = reply.bytes.find(notified);
-          if (place != std::string::npos) {
-            reply.bytes.replace(place, notified.size(), R"("notificacaoEnviada":false)");
-          }
+          static const std::regex NOTIFIED("Enviada\":true");
+          reply.bytes = std::regex_replace(reply.bytes, NOTIFIED, "Enviada\":false");
           return reply;
         }) {}
 
