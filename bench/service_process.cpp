@@ -48,14 +48,17 @@ std::vector<std::string> recordSignature(const fs::path& pki, Token& token, CK_O
 }
 
 ServiceProcess::ServiceProcess(const fs::path& pki) {
-  localservice::TlsListener listener(options(pki), approve);
+  asio::io_context context;
+  const localservice::TlsListener listener(
+      context, options(pki),
+      [](const std::string& request, std::size_t /*connection*/) { return approve(request); });
   process_ = fork();
   require(process_ >= 0, "the local service cannot be started");
   if (process_ != 0) return;
   // It must not outlive a benchmark that is interrupted.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   try {
-    listener.serve();
+    context.run();
   } catch (const std::exception&) {
     std::_Exit(EXIT_FAILURE);
   }

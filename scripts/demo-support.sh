@@ -125,7 +125,7 @@ startService() {
   showCommand "${command[@]}"
   "${command[@]}" >service.pipe 2>&1 &
   servicePid=$!
-  until grep -q "^listening on .*:$port " service.lines; do
+  until grep -q " listening, .*:$port," service.lines; do
     if ! kill -0 "$servicePid" 2>/dev/null; then
       wait "$relayPid"
       fail "the signing service cannot run on port $port, where the module looks for it"

@@ -179,11 +179,18 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
   EXPECT_THAT(shown,
               HasSubstr("waiting up to 2 s for the handshake ...\r" + std::string(39, ' ') + "\r"));
   EXPECT_THAT(shown, HasSubstr("the handshake gets no answer within 2 s"));
-  EXPECT_THAT(output("{ " LOCAL_CHECK " --colour; echo $?; [ -c /dev/full ] && exec >/dev/full ||"
-                     " exec >&-; " LOCAL_CHECK "; } 2>&1"),
-              testing::Pair(testing::MatchesRegex("brivasign-check-local: unknown .*--colour.*\n2\n"
-                                                  "brivasign-check-local: cannot write to .*"),
-                            2));
+  EXPECT_THAT(
+      output(
+          "for a in --colour --timeout --timeout=x2 '--json --version'; do " LOCAL_CHECK
+          " $a; echo $?; done 2>&1; { [ -c /dev/full ] && exec >/dev/full || exec >&-; " LOCAL_CHECK
+          "; } 2>&1"),
+      testing::Pair(
+          testing::MatchesRegex("brivasign-check-local: [^\n]* --colour;[^\n]*\n2\n"
+                                "brivasign-check-local: --timeout: [^\n]* missing;[^\n]*\n2\n"
+                                "brivasign-check-local: --timeout: \"x2\" is no [^\n]*\n2\n"
+                                "brivasign-check-local: --json excludes --version;[^\n]*\n2\n"
+                                "brivasign-check-local: cannot write to .*"),
+          2));
 }
 
 TEST(Identity, IsToldByTheCheckAndReadInTheModule) {

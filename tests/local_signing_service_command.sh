@@ -26,7 +26,7 @@ expect 2 "nowhere" --pki "$scratch/nowhere"
 expect 2 "server.key" --pki "$scratch/pki"
 
 "$service" --pki "$pki" --port "$port" --close-after 8 --ending reset >"$scratch/out" &
-until grep -q "listening on https://127.0.0.1:$port" "$scratch/out"; do sleep 0.05; done
+until grep -q "listening, address: https://127.0.0.1:$port" "$scratch/out"; do sleep 0.05; done
 expect 2 "stop the program that listens there" --pki "$pki" --port "$port"
 [[ $(openssl s_client -quiet -connect "localhost:$port" 2>&1 <<<$'GET /\r\n\r\n') =~ read:errno=(104|54)$ ]]
 kill %1

@@ -28,7 +28,7 @@ runSigning() {
   startService "$1"
   run "${@:2}" || status=$?
   stopService
-  expectLines service "${requests-1}" '^request .* certificate 1001, .*: filed$' \
+  expectLines service "${requests-1}" ' request .*: filed, .* certificate: 1001, ' \
     "the service should be asked for ${requests-1} of Maria's signatures"
   return "$status"
 }

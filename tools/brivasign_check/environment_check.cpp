@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "brivasign_check/file_look.h"
-#include "brivasign_check/printable.h"
+#include "printable.h"
 #include "product/product_folder.h"
 
 namespace diagnosis {
@@ -30,7 +30,7 @@ bool isPlain(unsigned char c) { return c >= ' ' && c < 0x7F; }
 std::string shown(std::string line) {
   while (line.ends_with('\r')) line.pop_back();
   std::replace_if(line.begin(), line.end(), std::not_fn(isPlain), '?');
-  return "\"" + cutTo(LONGEST_LINE, line) + "\"";
+  return "\"" + tools::cutTo(LONGEST_LINE, line) + "\"";
 }
 
 // Returns whether the environment is read from a number, as opposed to the lack of one.

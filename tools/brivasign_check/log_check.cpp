@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "brivasign_check/file_look.h"
-#include "brivasign_check/printable.h"
+#include "printable.h"
 #include "product/product_folder.h"
 #include "service/service_environment.h"
 
@@ -66,7 +66,7 @@ std::vector<std::string> lastLines(const std::string& path,
   if (size > MOST_READ) std::getline(file, line);
   while (std::getline(file, line)) {
     mask(line, identifiers);
-    lines.push_back(cutTo(LONGEST_LINE, line));
+    lines.push_back(tools::cutTo(LONGEST_LINE, line));
   }
   if (lines.size() > LINE_COUNT) lines.erase(lines.begin(), lines.end() - LINE_COUNT);
   return lines;

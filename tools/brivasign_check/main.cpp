@@ -1,17 +1,13 @@
 // Finds out why the module does not list certificates or sign, and says what to do. Changes
 // nothing.
 
-#include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <optional>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "brivasign_check/certificate_check.h"
@@ -23,6 +19,7 @@
 #include "brivasign_check/report.h"
 #include "brivasign_check/run_facts.h"
 #include "brivasign_check/time_limit.h"
+#include "command_line.h"
 #include "identity/identity.h"
 #include "service/tls_settings.h"
 
@@ -31,69 +28,13 @@ namespace {
 constexpr int SOMETHING_WRONG = 1;
 constexpr int NO_REPORT = 2;
 
+constexpr int DEFAULT_LIMIT = 10;   // seconds
 constexpr int LONGEST_LIMIT = 600;  // seconds
 
-constexpr const char* USAGE =
-    R"( [--json] [--timeout SECONDS]
-
-Tells whether the module finds what it needs: the product folder, the environment, this machine's
+constexpr const char* PURPOSE =
+    R"(Tells whether the module finds what it needs: the product folder, the environment, this machine's
 identifier, the certificates, the signing service. Each line is ok, a note, or WRONG with the reason
-and what to do. Changes nothing, sends the service no request, and shows no machine identifier.
-
-  --json             write one JSON object instead, for support tickets; the names in certificates
-                     may hold a tax number
-  --timeout SECONDS  wait so long for each step, from 1 to 600 (default 10)
-  --version          only print what this program and the module beside it were built from
-  --help             print this text
-
-Exit status: 0 nothing is wrong, 1 something is, 2 wrong usage or no report.
-)";
-
-struct Options {
-  bool wantsHelp = false;
-  bool wantsVersion = false;
-  bool wantsJson = false;
-  std::chrono::seconds limit{10};
-};
-
-// Returns the number of seconds that the whole of `text` writes; nothing unless it is a fit limit.
-std::optional<std::chrono::seconds> parseLimit(const std::string& text) {
-  int seconds = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, seconds);
-  if (error != std::errc() || stop != end || seconds < 1 || seconds > LONGEST_LIMIT) {
-    return std::nullopt;
-  }
-  return std::chrono::seconds(seconds);
-}
-
-// Returns the options, or nothing and in `mistake` a sentence that names the bad argument.
-std::optional<Options> parseOptions(const std::vector<std::string>& arguments,
-                                    std::string& mistake) {
-  Options options;
-  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-    if (*argument == "--help") {
-      options.wantsHelp = true;
-    } else if (*argument == "--version") {
-      options.wantsVersion = true;
-    } else if (*argument == "--json") {
-      options.wantsJson = true;
-    } else if (*argument == "--timeout") {
-      const bool hasValue = argument + 1 != arguments.end();
-      const std::string text = hasValue ? *++argument : "";
-      const auto limit = parseLimit(text);
-      if (!limit) {
-        mistake = "--timeout: \"" + text + "\" is no whole number from 1 to 600";
-        return std::nullopt;
-      }
-      options.limit = *limit;
-    } else {
-      mistake = "unknown argument \"" + *argument + "\"";
-      return std::nullopt;
-    }
-  }
-  return options;
-}
+and what to do. Changes nothing, sends the service no request, and shows no machine identifier.)";
 
 void append(diagnosis::Findings& all, const diagnosis::Findings& more) {
   all.insert(all.end(), more.begin(), more.end());
@@ -131,37 +72,37 @@ diagnosis::Report diagnose(const std::string& program, const diagnosis::TimeLimi
   return report;
 }
 
-// Writes `text` to standard output. Throws std::system_error when it does not take all of it.
-void print(const std::string& text) {
-  errno = 0;
-  std::cout << text << std::flush;
-  if (!std::cout) {
-    throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
-  }
-}
-
 int run(const std::string& program, const std::vector<std::string>& arguments) {
-  std::string mistake;
-  const auto parsed = parseOptions(arguments, mistake);
-  if (!parsed) {
-    std::cerr << program << ": " << mistake << "; --help tells the usage\n";
-    return NO_REPORT;
-  }
-  const Options& options = *parsed;
-  if (options.wantsHelp) {
-    print("usage: " + program + USAGE);
-    return 0;
-  }
-  if (options.wantsVersion) {
-    print(brivasign::brivasignIdentity.line + std::string("\n"));
+  CLI::App app(PURPOSE, program);
+  bool wantsJson = false;
+  bool wantsVersion = false;
+  std::chrono::seconds limit(DEFAULT_LIMIT);
+  app.set_help_flag("--help", "Print this text");
+  auto* const json = app.add_flag("--json", wantsJson,
+                                  "Write one JSON object instead, for support tickets;\n"
+                                  "the names in certificates may hold a tax number");
+  app.add_option_function<std::string>(
+         "--timeout",
+         [&](const std::string& value) {
+           limit = std::chrono::seconds(tools::wholeNumber("--timeout", value, 1, LONGEST_LIMIT));
+         },
+         "Wait so long for each step, from 1 to 600 (default 10)")
+      ->type_name("SECONDS")
+      ->take_last();
+  app.add_flag("--version", wantsVersion,
+               "Only print what this program and the module beside\nit were built from")
+      ->excludes(json);
+  app.footer("Exit status: 0 nothing is wrong, 1 something is, 2 wrong usage or no report.");
+  if (const auto status = tools::parse(app, arguments)) return *status;
+  if (wantsVersion) {
+    tools::print(brivasign::brivasignIdentity.line + std::string("\n"));
     return 0;
   }
   // A server that closes the connection early is a finding, not this program's end.
   std::signal(SIGPIPE, SIG_IGN);
   brivasign::startTlsLibrary();
-  const diagnosis::TimeLimit limit(options.limit);
-  const diagnosis::Report report = diagnose(program, limit);
-  print(options.wantsJson ? jsonOf(report) : textOf(report));
+  const diagnosis::Report report = diagnose(program, diagnosis::TimeLimit(limit));
+  tools::print(wantsJson ? jsonOf(report) : textOf(report));
   return report.isWell() ? 0 : SOMETHING_WRONG;
 }
 

@@ -5,7 +5,7 @@
 #include <cctype>
 #include <sstream>
 
-#include "brivasign_check/printable.h"
+#include "printable.h"
 #include "service/json.h"
 // The library's settings come before the rest of it.
 #include <rapidjson/prettywriter.h>
@@ -45,10 +45,10 @@ std::string words(const std::string& name) {
 // Returns what `finding` is about.
 std::string subjectOf(const Finding& finding) {
   const std::string area = words(finding.code.substr(0, finding.code.find('.')));
-  return finding.entry.empty() ? area : area + " " + printable(finding.entry);
+  return finding.entry.empty() ? area : area + " " + tools::printable(finding.entry);
 }
 
-std::string textOf(const std::string& value) { return printable(value); }
+std::string textOf(const std::string& value) { return tools::printable(value); }
 std::string textOf(bool value) { return value ? "yes" : "no"; }
 std::string textOf(std::int64_t value) { return std::to_string(value); }
 
@@ -65,7 +65,7 @@ class Writer : public rapidjson::PrettyWriter<rapidjson::StringBuffer> {
  public:
   using PrettyWriter::PrettyWriter;
 
-  void value(const std::string& text) { String(printable(text).c_str()); }
+  void value(const std::string& text) { String(tools::printable(text).c_str()); }
   void value(bool flag) { Bool(flag); }
   void value(std::int64_t number) { Int64(number); }
 
@@ -90,11 +90,13 @@ std::string textOf(const Report& report) {
   text << report.program << '\n' << linesOf(report.run);
   for (const Finding& finding : report.findings) {
     text << nameOf(finding.status).text << ' ' << subjectOf(finding) << ": "
-         << printable(finding.message) << '\n'
+         << tools::printable(finding.message) << '\n'
          << linesOf(finding.facts);
-    if (!finding.advice.empty()) text << "      what to do: " << printable(finding.advice) << '\n';
+    if (!finding.advice.empty())
+      text << "      what to do: " << tools::printable(finding.advice) << '\n';
   }
-  for (const std::string& line : report.logLines) text << "      | " << printable(line) << '\n';
+  for (const std::string& line : report.logLines)
+    text << "      | " << tools::printable(line) << '\n';
   text << "before you pass this on: " << PRIVACY_NOTICE << '\n'
        << (report.isWell() ? "nothing is wrong\n"
                            : "something is wrong: see the lines marked WRONG\n");

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include "brivasign_check/printable.h"
+#include "printable.h"
 
 namespace diagnosis {
 namespace {
@@ -29,7 +29,7 @@ class PassingLine {
  public:
   explicit PassingLine(const std::string& text) {
     if (isatty(STDERR_FILENO) == 0) return;
-    const std::string fitting = cutTo(fittingWidth(), text);
+    const std::string fitting = tools::cutTo(fittingWidth(), text);
     length_ = fitting.size();
     std::cerr << fitting << std::flush;
   }
@@ -54,7 +54,7 @@ bool TimeLimit::isDone(const std::string& what,
   const milliseconds quiet = std::min(MOMENT, milliseconds(limit_));
   if (isDoneWithin(quiet)) return true;
   const PassingLine line(
-      printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what));
+      tools::printable("waiting up to " + std::to_string(limit_.count()) + " s for " + what));
   return isDoneWithin(limit_ - quiet);
 }
 

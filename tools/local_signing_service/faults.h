@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <ostream>
 #include <vector>
 
+#include "event_log.h"
 #include "reply.h"
 
 namespace localservice {
@@ -22,8 +22,8 @@ struct Faults {
 };
 
 // Returns a handler that answers as `handler` does, or with the reply files in turn, the last one
-// again and again, and spoils the delivery of every reply. `log` gets one line per reply file
+// again and again, and spoils the delivery of every reply. `log` is told of each reply file
 // sent. Throws std::runtime_error when a reply file cannot be read.
-Handler withFaults(Handler handler, const Faults& faults, std::ostream& log);
+Handler withFaults(Handler handler, const Faults& faults, EventLog& log);
 
 }  // namespace localservice

@@ -39,7 +39,7 @@ std::optional<std::uint64_t> contentLength(std::string_view head) {
   while (!head.empty()) {
     std::string_view value = takeUntil(head, LINE_END);
     if (isContentLength(takeUntil(value, ":"))) {
-      return parseNumber<std::uint64_t>(trim(value));
+      return tools::parseNumber<std::uint64_t>(trim(value));
     }
   }
   return 0;
@@ -74,23 +74,8 @@ std::optional<HttpRequest> parseHttpRequest(std::string_view text) {
                      std::string(text.substr(0, *bodyLength))};
 }
 
-std::string printable(std::string_view text) {
-  std::string result(text);
-  unsigned char previous = 0;
-  for (char& character : result) {
-    const auto byte = static_cast<unsigned char>(character);
-    // U+0080 to U+009F, which terminals obey too, are C2 80 to C2 9F in UTF-8.
-    const bool secondControl = previous == 0xC2 && byte >= 0x80 && byte <= 0x9F;
-    if (byte < 0x20 || byte == 0x7F || secondControl) {
-      character = '?';
-    }
-    previous = byte;
-  }
-  return result;
-}
-
-std::string printableRequestLine(std::string_view text) {
-  return printable(takeUntil(text, LINE_END).substr(0, MAX_PRINTED_LINE));
+std::string requestLine(std::string_view text) {
+  return std::string(takeUntil(text, LINE_END).substr(0, MAX_PRINTED_LINE));
 }
 
 }  // namespace localservice

@@ -23,11 +23,7 @@ std::optional<std::size_t> requestLength(std::string_view received);
 // request line or Content-Length is malformed, or when bytes are missing.
 std::optional<HttpRequest> parseHttpRequest(std::string_view text);
 
-// Returns text from the network in a form that is safe on a terminal: each control character
-// becomes a question mark.
-std::string printable(std::string_view text);
-
-// Returns the first line of a request, however malformed, printable and shortened.
-std::string printableRequestLine(std::string_view text);
+// Returns the first line of a request, however malformed, shortened.
+std::string requestLine(std::string_view text);
 
 }  // namespace localservice

@@ -1,132 +1,132 @@
 #include "options.h"
 
-#include <limits>
 #include <map>
-#include <stdexcept>
+#include <utility>
 
-#include "parse_number.h"
+#include "command_line.h"
 
 namespace localservice {
 namespace {
 
-template <typename Number>
-Number parseValue(const std::string& option, const std::string& value) {
-  const auto number = parseNumber<Number>(value);
-  if (!number) {
-    throw std::invalid_argument("option " + option + ": \"" + value +
-                                "\" is not a whole number from 0 to " +
-                                std::to_string(std::numeric_limits<Number>::max()));
-  }
-  return *number;
-}
-
 std::chrono::milliseconds parseMilliseconds(const std::string& option, const std::string& value) {
-  return std::chrono::milliseconds(parseValue<std::uint32_t>(option, value));
+  return std::chrono::milliseconds(tools::wholeNumber<std::uint32_t>(option, value));
 }
 
-Ending parseEnding(const std::string& option, const std::string& value) {
-  const std::map<std::string, Ending> ENDINGS{
-      {"close-notify", Ending::CLOSE_NOTIFY}, {"close", Ending::CLOSE}, {"reset", Ending::RESET}};
-  const auto ending = ENDINGS.find(value);
-  if (ending == ENDINGS.end()) {
-    throw std::invalid_argument("option " + option + ": \"" + value +
-                                "\" is none of close-notify, close, reset");
+// Returns what `value` names in `choices`; throws CLI::ValidationError, which lists them after
+// `others`, when it names nothing.
+template <typename Choice>
+Choice parseChoice(const std::string& option, const std::string& value,
+                   const std::map<std::string, Choice>& choices, const std::string& others = "") {
+  const auto found = choices.find(value);
+  if (found != choices.end()) {
+    return found->second;
   }
-  return ending->second;
+  std::string names = others;
+  for (const auto& [name, choice] : choices) {
+    names += (names.empty() ? "" : ", ") + name;
+  }
+  throw CLI::ValidationError(option, '"' + value + "\" is none of " + names);
 }
 
-Approval parseApproval(const std::string& option, const std::string& value) {
+Approval parseApproval(const std::string& option, std::string value) {
   constexpr std::string_view AFTER = "after=";
-  const std::map<std::string, Approval::Mode> MODES{{"at-once", Approval::Mode::APPROVE},
-                                                    {"refuse", Approval::Mode::REFUSE},
-                                                    {"wait", Approval::Mode::WAIT},
-                                                    {"ask", Approval::Mode::ASK}};
-  if (value.starts_with(AFTER)) {
-    return {Approval::Mode::APPROVE, parseValue<std::uint32_t>(option, value.substr(AFTER.size()))};
+  if (!value.starts_with(AFTER)) {
+    return {parseChoice<Approval::Mode>(option, value,
+                                        {{"at-once", Approval::Mode::APPROVE},
+                                         {"refuse", Approval::Mode::REFUSE},
+                                         {"wait", Approval::Mode::WAIT},
+                                         {"ask", Approval::Mode::ASK},
+                                         {"phone", Approval::Mode::PHONE}},
+                                        "after=N, after=Ns")};
   }
-  const auto mode = MODES.find(value);
-  if (mode == MODES.end()) {
-    throw std::invalid_argument("option " + option + ": \"" + value +
-                                "\" is none of at-once, after=N, refuse, wait, ask");
-  }
-  return {mode->second};
+  value.erase(0, AFTER.size());
+  const bool isTime = value.ends_with('s');
+  value.resize(value.size() - (isTime ? 1 : 0));
+  const auto number = tools::wholeNumber<std::uint32_t>(option, value);
+  return isTime ? Approval{.delay = std::chrono::seconds(number)}
+                : Approval{.waitingQueries = number};
 }
+
+constexpr const char* APPROVALS =
+    "What becomes of a signature request (default at-once):\n"
+    "  at-once   approved at the first status query\n"
+    "  after=N   approved after N status queries answered \"waiting\"\n"
+    "  after=Ns  approved N seconds after it was filed\n"
+    "  refuse    refused at the first status query\n"
+    "  wait      left waiting for ever\n"
+    "  ask       a person at this terminal decides\n"
+    "  phone     a person decides in a browser, on the page whose\n"
+    "            address is printed";
 
 }  // namespace
 
-Options parseOptions(const std::vector<std::string>& arguments) {
-  Options options;
-  for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-    const std::string& name = *argument;
-    const auto value = [&]() -> const std::string& {
-      if (++argument == arguments.end()) {
-        throw std::invalid_argument("option " + name + " needs a value");
-      }
-      return *argument;
-    };
-    if (name == "--help") {
-      options.help = true;
-      return options;
-    }
-    if (name == "--pki") {
-      options.pki = value();
-    } else if (name == "--port") {
-      options.port = parseValue<std::uint16_t>(name, value());
-    } else if (name == "--approval") {
-      options.service.approval = parseApproval(name, value());
-    } else if (name == "--reply-file") {
-      options.faults.replyFiles.emplace_back(value());
-    } else if (name == "--byte-delay") {
-      options.faults.byteDelay = parseMilliseconds(name, value());
-    } else if (name == "--close-after") {
-      options.faults.closeAfter = parseValue<std::size_t>(name, value());
-    } else if (name == "--ending") {
-      options.faults.ending = parseEnding(name, value());
-    } else if (name == "--stall") {
-      options.faults.stall = parseMilliseconds(name, value());
-    } else if (name == "--update-available") {
-      options.service.updateAvailable = true;
-    } else {
-      throw std::invalid_argument("unknown option " + name + "; --help lists the known ones");
-    }
-  }
-  if (options.pki.empty()) {
-    throw std::invalid_argument("option --pki is missing; --help explains it");
-  }
-  return options;
-}
-
-std::string usage() {
-  return std::string(R"(usage: local-signing-service --pki DIR [OPTION]...
-
-Speaks the signing service's side of the wire on https://127.0.0.1, with real signatures.
-
-  --pki DIR           folder made by make-local-pki: server.pem, server.key, users/<number>.key
-  --port N            port to listen on (default )") +
-         std::to_string(PRODUCTION_PORT) +
-         R"(; 0 takes any free one)
-  --approval MODE     what becomes of a signature request (default at-once):
-                        at-once  approved at the first status query
-                        after=N  approved after N status queries answered "waiting"
-                        refuse   refused at the first status query
-                        wait     left waiting for ever
-                        ask      a person at this terminal decides at the first status query
-  --reply-file FILE   answer with the exact bytes of FILE instead; given more than once, the
-                      files take turns and the last one repeats
-  --byte-delay MS     send every reply byte by byte, each in a TLS record of its own, with this
-                      pause before each
-  --close-after BYTES end the connection after so many bytes of every reply
-  --ending MODE       how connections end (default close-notify):
-                        close-notify  in order
-                        close         without TLS close_notify
-                        reset         by a TCP reset
-  --stall MS          once a client begins the handshake, say nothing for so long, then end the
-                      connection
-  --update-available  tell applications that an update is available
-  --help              print this text
-
-example: local-signing-service --pki local-pki --approval after=2
-)";
+std::optional<int> parseOptions(std::vector<std::string> arguments, Options& options) {
+  CLI::App app(
+      "Speaks the signing service's side of the wire on https://127.0.0.1, with real signatures.",
+      "local-signing-service");
+  // The last of several counts.
+  const auto add = [&](const std::string& name, const char* value, auto take,
+                       const std::string& description) {
+    return app
+        .add_option_function<std::string>(
+            name, [name, take](const std::string& text) { take(name, text); }, description)
+        ->type_name(value)
+        ->take_last();
+  };
+  using Text = const std::string&;
+  app.set_help_flag("--help", "Print this text");
+  app.add_option("--pki", options.pki,
+                 "Folder made by make-local-pki: server.pem, server.key,\n"
+                 "users/<number>.key; certificates beside the keys name\ntheir holders")
+      ->type_name("DIR")
+      ->take_last()
+      ->required();
+  add(
+      "--port", "N",
+      [&](Text name, Text text) { options.port = tools::wholeNumber<std::uint16_t>(name, text); },
+      "Port to listen on (default " + std::to_string(PRODUCTION_PORT) + "); 0 takes any free one");
+  add(
+      "--approval", "MODE",
+      [&](Text name, Text text) { options.service.approval = parseApproval(name, text); },
+      APPROVALS);
+  app.add_option("--reply-file", options.faults.replyFiles,
+                 "Answer with the exact bytes of FILE instead; given more\n"
+                 "than once, the files take turns and the last one repeats")
+      ->type_name("FILE")
+      ->allow_extra_args(false);
+  add(
+      "--byte-delay", "MS",
+      [&](Text name, Text text) { options.faults.byteDelay = parseMilliseconds(name, text); },
+      "Send every reply byte by byte, each in a TLS record of its\n"
+      "own, with this pause before each");
+  add(
+      "--close-after", "BYTES",
+      [&](Text name, Text text) {
+        options.faults.closeAfter = tools::wholeNumber<std::size_t>(name, text);
+      },
+      "End the connection after so many bytes of every reply");
+  add(
+      "--ending", "MODE",
+      [&](Text name, Text text) {
+        options.faults.ending = parseChoice<Ending>(name, text,
+                                                    {{"close-notify", Ending::CLOSE_NOTIFY},
+                                                     {"close", Ending::CLOSE},
+                                                     {"reset", Ending::RESET}});
+      },
+      "How connections end (default close-notify):\n"
+      "  close-notify  in order\n"
+      "  close         without TLS close_notify\n"
+      "  reset         by a TCP reset");
+  add(
+      "--stall", "MS",
+      [&](Text name, Text text) { options.faults.stall = parseMilliseconds(name, text); },
+      "Once a client begins the handshake, say nothing for so long,\n"
+      "then end the connection");
+  app.add_flag("--update-available", options.service.updateAvailable,
+               "Tell applications that an update is available");
+  app.add_flag("--json", options.asJson, "Write each line of the log as a JSON object");
+  app.footer("Example: local-signing-service --pki local-pki --approval after=2");
+  return tools::parse(app, std::move(arguments));
 }
 
 }  // namespace localservice

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,14 +17,11 @@ struct Options {
   std::uint16_t port = PRODUCTION_PORT;
   ServiceOptions service;
   Faults faults;
-  bool help = false;
+  bool asJson = false;
 };
 
-// Returns the options that the command line, without the program's name, asks for; with `help` the
-// others do not count. Throws std::invalid_argument with a sentence that names the bad option.
-Options parseOptions(const std::vector<std::string>& arguments);
-
-// Returns the text of --help.
-std::string usage();
+// Reads the command line, without the program's name, into `options`. Returns nothing when the
+// program is to go on, else the status to end with, as tools::parse does.
+std::optional<int> parseOptions(std::vector<std::string> arguments, Options& options);
 
 }  // namespace localservice

@@ -21,7 +21,8 @@ struct Reply {
   Ending ending = Ending::CLOSE_NOTIFY;
 };
 
-// Answers the exact bytes of one request, those behind its body included.
-using Handler = std::function<Reply(const std::string& request)>;
+// Answers the exact bytes of one request, those behind its body included, of the connection with
+// this number.
+using Handler = std::function<Reply(const std::string& request, std::size_t connection)>;
 
 }  // namespace localservice

@@ -7,15 +7,7 @@
 #include <utility>
 
 #include "base64.h"
-
-// A namespace of our own: a program that links this service with other users of the library must
-// not end up with two versions of its templates under one name, one per RAPIDJSON_ASSERT.
-#define RAPIDJSON_NAMESPACE localservice::json
-#define RAPIDJSON_NAMESPACE_BEGIN namespace localservice::json {
-#define RAPIDJSON_NAMESPACE_END }
-#define RAPIDJSON_ASSERT(condition) \
-  ((condition) ? static_cast<void>(0) : throw std::invalid_argument("the JSON cannot be read"))
-#include <rapidjson/document.h>
+#include "json.h"
 
 namespace localservice {
 namespace {

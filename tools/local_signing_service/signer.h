@@ -26,7 +26,11 @@ class Signer {
   // folder cannot be read, holds no such file, or one of them is not a private RSA key.
   explicit Signer(const std::filesystem::path& folder);
 
-  [[nodiscard]] std::size_t keyCount() const { return keys_.size(); }
+  [[nodiscard]] std::size_t keyCount() const { return users_.size(); }
+
+  // Returns the common name of whoever `certificate` is for; "" unless the folder has it in
+  // `<number>.pem`.
+  [[nodiscard]] std::string holder(std::uint64_t certificate) const;
 
   // Returns the signature, as long as the modulus, that the key of `certificate` makes. With `pss`
   // the challenge is a digest; without, it is padded after PKCS#1 v1.5 exactly as it stands. Throws
@@ -36,7 +40,11 @@ class Signer {
                                  const std::optional<PssScheme>& pss) const;
 
  private:
-  std::map<std::uint64_t, PrivateKey> keys_;
+  struct User {
+    PrivateKey key;
+    std::string name;
+  };
+  std::map<std::uint64_t, User> users_;
 };
 
 }  // namespace localservice

@@ -1,12 +1,14 @@
 #include "signing_service.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include "base64.h"
+#include "http_request.h"
 #include "parse_number.h"
-#include "signature_request.h"
+#include "printable.h"
 
 namespace localservice {
 namespace {
@@ -28,33 +30,100 @@ std::string statusLine(int status) {
   }
 }
 
-std::string describe(const SignatureRequest& request) {
-  return "application " + printable(request.application) + ", process " +
-         printable(request.process) + ", certificate " + std::to_string(request.certificate) +
-         ", hash " + request.hash + ", padding " + request.padding;
+// The module asks twenty times, every two seconds.
+constexpr std::chrono::seconds MODULE_PATIENCE{38};
+constexpr std::chrono::seconds GIVEN_UP_AFTER{60};
+constexpr std::size_t SHOWN_OF_THE_PAST = 20;
+
+EventLog::Fields fieldsOf(const Order& order) {
+  const SignatureRequest& request = order.request;
+  return {{"application", request.application},
+          {"process", request.process},
+          {"certificate", std::to_string(request.certificate)},
+          {"holder", order.holder},
+          {"hash", request.hash},
+          {"padding", request.padding},
+          {"bytes", std::to_string(request.challenge.size())}};
 }
 
 }  // namespace
 
-SigningService::SigningService(Signer signer, const ServiceOptions& options, std::istream& answers,
-                               std::ostream& log)
-    : signer_(std::move(signer)), options_(options), answers_(answers), log_(log) {}
+const char* nameOf(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::WAITING:
+      return "waiting";
+    case Verdict::APPROVED:
+      return "approved";
+    case Verdict::REFUSED:
+      return "refused";
+    default:
+      return "given up";
+  }
+}
 
-Reply SigningService::handle(const std::string& request) {
+SigningService::SigningService(Signer signer, const ServiceOptions& options, EventLog& log,
+                               std::function<Clock::time_point()> now)
+    : signer_(std::move(signer)), options_(options), log_(log), now_(std::move(now)) {}
+
+Reply SigningService::handle(const std::string& request, std::size_t connection) {
+  const std::lock_guard lock(mutex_);
+  lookAtClockNow();
   const Answer answered = answer(request);
   if (answered.status != 200) {
-    log_ << printableRequestLine(request) << ": ";
+    log_.tell("connection", connection, "error " + std::to_string(answered.status),
+              {{"line", requestLine(request)}, {"reason", answered.problem}});
   }
-  log_ << answered.event << '\n' << std::flush;
   return {statusLine(answered.status) + "Content-Type: application/json\r\nContent-Length: " +
           std::to_string(answered.json.size()) + "\r\nConnection: close\r\n" + answered.headers +
           "\r\n" + answered.json};
 }
 
+bool SigningService::decide(std::size_t number, bool isApproved) {
+  const std::lock_guard lock(mutex_);
+  lookAtClockNow();
+  number = number == 0 ? oldestWaiting() : number;
+  if (number == 0 || number > orders_.size() ||
+      orders_[number - 1].order.verdict != Verdict::WAITING) {
+    return false;
+  }
+  settle(orders_[number - 1], isApproved ? Verdict::APPROVED : Verdict::REFUSED);
+  return true;
+}
+
+void SigningService::refuseAll() {
+  const std::lock_guard lock(mutex_);
+  options_.approval.mode = Approval::Mode::REFUSE;
+  while (const std::size_t number = oldestWaiting()) {
+    settle(orders_[number - 1], Verdict::REFUSED);
+  }
+}
+
+void SigningService::lookAtClock() {
+  const std::lock_guard lock(mutex_);
+  lookAtClockNow();
+}
+
+std::optional<std::vector<Order>> SigningService::changed(std::uint64_t& version,
+                                                          std::chrono::seconds patience) {
+  std::unique_lock lock(mutex_);
+  if (!changes_.wait_for(lock, patience, [&] { return version_ != version; })) {
+    return std::nullopt;
+  }
+  version = version_;
+  std::vector<Order> shown;
+  std::size_t past = 0;
+  for (auto filed = orders_.rbegin(); filed != orders_.rend(); ++filed) {
+    if (filed->order.verdict == Verdict::WAITING || ++past <= SHOWN_OF_THE_PAST) {
+      shown.push_back(view(*filed));
+    }
+  }
+  std::reverse(shown.begin(), shown.end());
+  return shown;
+}
+
 // `sentence` is always one of this program's own, so nothing in it needs escaping.
 SigningService::Answer SigningService::failure(int status, const std::string& sentence) {
-  return {status, R"({"erro":")" + sentence + R"("})",
-          "error " + std::to_string(status) + ", " + sentence, ""};
+  return {status, R"({"erro":")" + sentence + R"("})", sentence};
 }
 
 SigningService::Answer SigningService::wrongMethod(const std::string& allowed) {
@@ -85,65 +154,104 @@ SigningService::Answer SigningService::answer(const std::string& text) {
 }
 
 SigningService::Answer SigningService::file(const std::string& body, bool withPss) {
+  const std::size_t number = orders_.size() + 1;
   try {
     const SignatureRequest request = parseSignatureRequest(body, withPss);
     // Signing before anybody approves refuses an unfit challenge at once, and shows it to nobody.
+    const std::string signature =
+        encodeBase64(signer_.sign(request.certificate, request.challenge, request.pss));
     orders_.push_back(
-        {describe(request),
-         encodeBase64(signer_.sign(request.certificate, request.challenge, request.pss))});
+        {{number, request, signer_.holder(request.certificate)}, signature, now_(), now_()});
   } catch (const std::invalid_argument& error) {
     return failure(400, error.what());
   }
-  const std::string number = std::to_string(orders_.size());
-  return {200, R"({"id":)" + number + R"(,"notificacaoEnviada":true})",
-          "request " + number + ": " + orders_.back().description + ": filed", ""};
+  open_.insert(number);
+  log_.tell("request", number, "filed", fieldsOf(orders_.back().order));
+  change();
+  return {200, R"({"id":)" + std::to_string(number) + R"(,"notificacaoEnviada":true})"};
 }
 
-SigningService::Answer SigningService::query(const std::string& number) {
-  const auto known = parseNumber<std::size_t>(number);
-  if (!known || *known == 0 || *known > orders_.size()) {
+SigningService::Answer SigningService::query(const std::string& text) {
+  const auto number = tools::parseNumber<std::size_t>(text);
+  if (!number || *number == 0 || *number > orders_.size()) {
     return failure(404, "there is no signature request with this number");
   }
-  Order& order = orders_[*known - 1];
-  if (order.verdict == Verdict::WAITING) {
-    order.verdict = decide(*known, order);
-  }
-  const std::string event = "query " + std::to_string(*known) + ": " + order.description;
-  switch (order.verdict) {
-    case Verdict::APPROVED:
-      return {200, R"({"status":"ACEITO","desafioAssinado":")" + order.signature + R"("})",
-              event + ": approved", ""};
-    case Verdict::REFUSED:
-      return {200, R"({"status":"RECUSADO","desafioAssinado":null})", event + ": refused", ""};
-    default:
-      return {200, R"({"status":"AGUARDANDO","desafioAssinado":null})", event + ": waiting", ""};
-  }
-}
-
-SigningService::Verdict SigningService::decide(std::size_t number, Order& order) {
-  switch (options_.approval.mode) {
-    case Approval::Mode::APPROVE:
-      return order.queries++ < options_.approval.waitingQueries ? Verdict::WAITING
-                                                                : Verdict::APPROVED;
-    case Approval::Mode::REFUSE:
-      return Verdict::REFUSED;
-    case Approval::Mode::ASK:
-      return ask(number);
-    default:
-      return Verdict::WAITING;
-  }
-}
-
-SigningService::Verdict SigningService::ask(std::size_t number) {
-  std::string typed;
-  do {
-    log_ << "request " << number << ": Approve? [y/n] " << std::flush;
-    if (!std::getline(answers_, typed)) {
-      log_ << '\n';
-      return Verdict::REFUSED;
+  Filed& filed = orders_[*number - 1];
+  filed.lastQuery = now_();
+  const Approval& approval = options_.approval;
+  if (filed.order.verdict == Verdict::WAITING) {
+    if (approval.mode == Approval::Mode::REFUSE) {
+      settle(filed, Verdict::REFUSED);
+    } else if (approval.mode == Approval::Mode::APPROVE && !approval.delay &&
+               filed.queries++ >= approval.waitingQueries) {
+      settle(filed, Verdict::APPROVED);
     }
-  } while (typed != "y" && typed != "n");
-  return typed == "y" ? Verdict::APPROVED : Verdict::REFUSED;
+  }
+  if (filed.order.verdict == Verdict::WAITING) {
+    log_.tell("request", *number, nameOf(Verdict::WAITING));
+    return {200, R"({"status":"AGUARDANDO","desafioAssinado":null})"};
+  }
+  open_.erase(*number);
+  if (filed.order.verdict == Verdict::APPROVED) {
+    log_.tell("request", *number, "signature fetched");
+    return {200, R"({"status":"ACEITO","desafioAssinado":")" + filed.signature + R"("})"};
+  }
+  log_.tell("request", *number, "refusal fetched");
+  return {200, R"({"status":"RECUSADO","desafioAssinado":null})"};
+}
+
+void SigningService::lookAtClockNow() {
+  const auto now = now_();
+  const std::set<std::size_t> open = open_;
+  for (const std::size_t number : open) {
+    Filed& filed = orders_[number - 1];
+    const auto& delay = options_.approval.delay;
+    if (filed.order.verdict == Verdict::WAITING && delay && now >= filed.filed + *delay) {
+      settle(filed, Verdict::APPROVED);
+    }
+    if (now >= filed.lastQuery + GIVEN_UP_AFTER) {
+      open_.erase(number);
+      settle(filed, Verdict::GIVEN_UP);
+    }
+  }
+}
+
+void SigningService::settle(Filed& filed, Verdict verdict) {
+  filed.order.verdict = verdict;
+  log_.tell("request", filed.order.number, nameOf(verdict));
+  change();
+}
+
+std::size_t SigningService::oldestWaiting() const {
+  const auto found = std::find_if(open_.begin(), open_.end(), [&](std::size_t number) {
+    return orders_[number - 1].order.verdict == Verdict::WAITING;
+  });
+  return found == open_.end() ? 0 : *found;
+}
+
+void SigningService::change() {
+  ++version_;
+  changes_.notify_all();
+  if (options_.approval.mode != Approval::Mode::ASK) {
+    return;
+  }
+  std::string question;
+  if (const std::size_t number = oldestWaiting()) {
+    question = "request " + std::to_string(number);
+    for (const auto& [name, value] : fieldsOf(orders_[number - 1].order)) {
+      question += std::string(", ") + name + ": " + tools::printable(value);
+    }
+    question += ": approve? [y/n] ";
+  }
+  log_.ask(question);
+}
+
+Order SigningService::view(const Filed& filed) const {
+  Order order = filed.order;
+  order.timeLeft =
+      std::max(std::chrono::seconds(0),
+               std::chrono::ceil<std::chrono::seconds>(filed.filed + MODULE_PATIENCE - now_()));
+  return order;
 }
 
 }  // namespace localservice

@@ -1,23 +1,17 @@
 #pragma once
 
-#include <openssl/ssl.h>
+#include <asio/ip/tcp.hpp>
+#include <asio/ssl/context.hpp>
 
-#include <chrono>
-
-#include "reply.h"
-#include "stop_pipe.h"
+#include "tls_listener.h"
 
 namespace localservice {
 
-// Serves one accepted, non-blocking socket to its end: TLS handshake, one request, the handler's
-// reply, its ending. A connection that fails, stays silent for 30 s, sends more than
-// MAX_REQUEST_LENGTH or is stopped is closed without a reply. Leaves the OpenSSL error queue empty.
-void serveConnection(SSL_CTX* context, const FileDescriptor& socket, const StopPipe& stopPipe,
-                     const Handler& handler);
-
-// Waits until the client of one accepted, non-blocking socket begins the handshake, answers nothing
-// for `time` and ends the connection. Being stopped ends it at once.
-void stallConnection(const FileDescriptor& socket, const StopPipe& stopPipe,
-                     std::chrono::milliseconds time, Ending ending);
+// Begins to serve one accepted connection with this number to its end: TLS handshake, one request,
+// the handler's reply, its ending; or the stall that `options` ask for. A connection that fails,
+// stays silent for 30 s or sends more than MAX_REQUEST_LENGTH is closed without a reply. What the
+// references name must last as long as the socket's context runs.
+void serveConnection(asio::ip::tcp::socket socket, std::size_t number, asio::ssl::context& tls,
+                     const ListenerOptions& options, const Handler& handler);
 
 }  // namespace localservice

@@ -1,34 +1,23 @@
 #include "tls_listener.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
+#include <fcntl.h>
 #include <openssl/err.h>
-#include <poll.h>
-#include <pthread.h>
-#include <sys/socket.h>
 
-#include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "private_key.h"
 #include "tls_connection.h"
 
 namespace localservice {
 namespace {
 
-// Keeps a write to a closed connection from killing the process. The disposition of the signal
-// belongs to the whole process and stays as it is: only this thread blocks it.
-void blockSigpipe() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
+using Tcp = asio::ip::tcp;
+
+constexpr std::chrono::milliseconds RETRY_PAUSE{100};
 
 void require(bool done, const std::string& failure) {
   if (!done) {
@@ -74,42 +63,27 @@ OpensslHandle<SSL_CTX, SSL_CTX_free> makeContext(const ListenerOptions& options)
   return context;
 }
 
-void enable(int socket, int level, int option) {
-  const int enabled = 1;
-  ::setsockopt(socket, level, option, &enabled, sizeof enabled);
-}
+// What this process starts must not hold on to it.
+void closeOnExec(int descriptor) { ::fcntl(descriptor, F_SETFD, FD_CLOEXEC); }
 
-FileDescriptor listenOn(const ListenerOptions& options) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(options.port);
-  require(::inet_pton(AF_INET, options.address.c_str(), &address.sin_addr) == 1,
-          "there is no address " + options.address);
-  FileDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
-  // Lets the service start again while connections of its last run are still timing out.
-  enable(socket.get(), SOL_SOCKET, SO_REUSEADDR);
-  if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(socket.get(), SOMAXCONN) != 0) {
-    const int error = errno;
+Tcp::acceptor listenOn(asio::io_context& context, const ListenerOptions& options) {
+  asio::error_code error;
+  const auto address = asio::ip::make_address(options.address, error);
+  require(!error, "there is no address " + options.address);
+  try {
+    // Lets the service start again while connections of its last run are still timing out.
+    Tcp::acceptor acceptor(context, {address, options.port}, true);
+    closeOnExec(acceptor.native_handle());
+    return acceptor;
+  } catch (const std::system_error& failure) {
     const std::string advice =
-        error == EADDRINUSE
+        failure.code() == asio::error::address_in_use
             ? "; stop the program that listens there, or configure the build with another port by "
               "-DORVIX_LOCAL_PORT"
             : "";
     throw std::runtime_error("cannot listen on port " + std::to_string(options.port) + ": " +
-                             std::generic_category().message(error) + advice);
+                             failure.code().message() + advice);
   }
-  configureDescriptor(socket.get());
-  return socket;
-}
-
-std::uint16_t boundPort(int socket) {
-  sockaddr_in address{};
-  socklen_t length = sizeof address;
-  if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    throw std::system_error(errno, std::generic_category(), "cannot tell the port");
-  }
-  return ntohs(address.sin_port);
 }
 
 }  // namespace
@@ -124,41 +98,30 @@ ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t 
   return options;
 }
 
-TlsListener::TlsListener(const ListenerOptions& options, Handler handler)
-    : handler_(std::move(handler)),
-      stall_(options.stall),
-      stallEnding_(options.stallEnding),
-      context_(makeContext(options)),
-      socket_(listenOn(options)),
-      port_(boundPort(socket_.get())) {}
-
-void TlsListener::serve() {
-  blockSigpipe();
-  constexpr auto NEVER = StopPipe::Clock::time_point::max();
-  while (stopPipe_.wait(socket_.get(), POLLIN, NEVER) == StopPipe::Event::READY) {
-    const FileDescriptor connection(::accept(socket_.get(), nullptr, nullptr));
-    if (connection.get() < 0) {
-      // The connection may be gone again.
-      if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
-        throw std::system_error(errno, std::generic_category(), "cannot accept connections");
-      }
-      continue;
-    }
-    configureDescriptor(connection.get());
-    // Otherwise the delayed acknowledgement of the peer holds back each exchange for 40 ms.
-    enable(connection.get(), IPPROTO_TCP, TCP_NODELAY);
-#ifdef SO_NOSIGPIPE
-    // Where this exists, SIGPIPE may go to any thread of the process.
-    enable(connection.get(), SOL_SOCKET, SO_NOSIGPIPE);
-#endif
-    if (stall_) {
-      stallConnection(connection, stopPipe_, *stall_, stallEnding_);
-    } else {
-      serveConnection(context_.get(), connection, stopPipe_, handler_);
-    }
-  }
+TlsListener::TlsListener(asio::io_context& context, ListenerOptions options, Handler handler)
+    : options_(std::move(options)),
+      handler_(std::move(handler)),
+      tls_(makeContext(options_).release()),
+      acceptor_(listenOn(context, options_)),
+      pause_(context) {
+  accept();
 }
 
-void TlsListener::stop() noexcept { stopPipe_.stop(); }
+void TlsListener::accept() {
+  acceptor_.async_accept([this](const asio::error_code& error, Tcp::socket socket) {
+    if (error) {
+      // There may be no descriptor left, until a connection ends.
+      pause_.expires_after(RETRY_PAUSE);
+      pause_.async_wait([this](const asio::error_code& /*none*/) { accept(); });
+      return;
+    }
+    closeOnExec(socket.native_handle());
+    asio::error_code ignored;  // The connection may be gone again.
+    // Otherwise the delayed acknowledgement of the peer holds back each exchange for 40 ms.
+    socket.set_option(Tcp::no_delay(true), ignored);
+    serveConnection(std::move(socket), ++connections_, tls_, options_, handler_);
+    accept();
+  });
+}
 
 }  // namespace localservice

@@ -2,15 +2,18 @@
 
 #include <openssl/ssl.h>
 
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/ssl/context.hpp>
+#include <asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
-#include "private_key.h"
 #include "reply.h"
-#include "stop_pipe.h"
 
 namespace localservice {
 
@@ -28,39 +31,39 @@ struct ListenerOptions {
   // If set, no handshake is answered: a connection in which one begins ends after so long.
   std::optional<std::chrono::milliseconds> stall;
   Ending stallEnding = Ending::CLOSE;
+  // Told of each connection that is stalled, or ends without all of a reply and close_notify: its
+  // number, what happened and why.
+  std::function<void(std::size_t connection, const std::string& event, const std::string& reason)>
+      report = [](auto&&...) {};
 };
 
 // Returns options for a service at `port` with the identity in `pki`, a folder of make-local-pki.
 ListenerOptions listenerOptions(const std::filesystem::path& pki, std::uint16_t port,
                                 const char* serverName = nullptr);
 
-// A TLS server that serves one connection, with one request, at a time.
+// A TLS server for any number of connections at once, each with one request, that works while
+// `context` runs, on one thread. No connection, whatever it does, ends it or holds up another one;
+// an exception of the handler leaves the run.
 class TlsListener {
  public:
-  // Listens from here on: clients can connect before serve() runs. Throws std::runtime_error with a
-  // sentence that says which option does not work.
-  TlsListener(const ListenerOptions& options, Handler handler);
-
-  // Accepts and answers connections one after another until stop(). A connection that fails does
-  // not end it. An exception of the handler, or of a failing system call, does. Blocks SIGPIPE in
-  // the calling thread for good.
-  void serve();
-
-  // Ends serve(), a running or a later one, for good and promptly: waiting, reading, sending. Only
-  // a handler that is running is left to return. Any thread or a signal handler may call it.
-  void stop() noexcept;
+  // Listens from here on: clients can connect before `context` runs, which must outlive this.
+  // Throws std::runtime_error with a sentence that says which option does not work.
+  TlsListener(asio::io_context& context, ListenerOptions options, Handler handler);
+  TlsListener(const TlsListener&) = delete;
+  TlsListener& operator=(const TlsListener&) = delete;
 
   // The port listened on.
-  [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
+  [[nodiscard]] std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
 
  private:
+  void accept();
+
+  ListenerOptions options_;
   Handler handler_;
-  std::optional<std::chrono::milliseconds> stall_;
-  Ending stallEnding_;
-  OpensslHandle<SSL_CTX, SSL_CTX_free> context_;
-  StopPipe stopPipe_;
-  FileDescriptor socket_;
-  std::uint16_t port_ = 0;
+  asio::ssl::context tls_;
+  asio::ip::tcp::acceptor acceptor_;
+  asio::steady_timer pause_;
+  std::size_t connections_ = 0;
 };
 
 }  // namespace localservice

@@ -4,8 +4,8 @@
 # One condition, whatever else the input may be than it expects.
 def demand($what; condition): if (try condition catch false) == true then empty else $what end;
 
-def isLicence: [splits(" (AND|OR|WITH) ")] | all(IN("Apache-2.0", "GCC-exception-3.1",
-  "GPL-3.0-or-later", "LLVM-exception", "MIT", "NOASSERTION", "NONE"));
+def isLicence: [splits(" (AND|OR|WITH) ")] | all(IN("Apache-2.0", "BSD-3-Clause",
+  "GCC-exception-3.1", "GPL-3.0-or-later", "LLVM-exception", "MIT", "NOASSERTION", "NONE"));
 
 def isPackage: (keys - ["SPDXID", "checksums", "comment", "copyrightText", "downloadLocation",
     "externalRefs", "filesAnalyzed", "licenseComments", "licenseConcluded", "licenseDeclared",

@@ -1,18 +1,21 @@
-#include "brivasign_check/printable.h"
+#include "printable.h"
 
+#include <rapidjson/encodings.h>
+#include <rapidjson/stream.h>
 #include <algorithm>
 
-#include "service/json.h"
-// The library's settings come before the rest of it.
-#include <rapidjson/stringbuffer.h>
-
-namespace diagnosis {
+namespace tools {
 namespace {
+
+// Takes what a reading of the library writes.
+struct Nowhere {
+  void Put(char /*unit*/) {}
+};
 
 // Returns whether `text`, which holds no zero byte, is UTF-8.
 bool isUtf8(const std::string& text) {
   rapidjson::StringStream source(text.c_str());
-  rapidjson::StringBuffer unused;
+  Nowhere unused;
   while (source.Peek() != '\0') {
     if (!rapidjson::UTF8<>::Validate(source, unused)) return false;
   }
@@ -28,6 +31,10 @@ bool isBeyondAscii(unsigned char c) { return c >= 0x80; }
 std::string printable(std::string text) {
   std::replace_if(text.begin(), text.end(), isControl, '?');
   if (!isUtf8(text)) std::replace_if(text.begin(), text.end(), isBeyondAscii, '?');
+  // U+0080 to U+009F, which terminals obey too, begin with C2, as do sixty-four letters and signs.
+  for (std::size_t at = 0; (at = text.find('\xC2', at)) != std::string::npos; ++at) {
+    if (static_cast<unsigned char>(text[at + 1]) < 0xA0) text.replace(at, 2, "?");
+  }
   return text;
 }
 
@@ -38,4 +45,4 @@ std::string cutTo(std::size_t limit, const std::string& text) {
   return text.substr(0, end) + "...";
 }
 
-}  // namespace diagnosis
+}  // namespace tools

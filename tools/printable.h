@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-namespace diagnosis {
+namespace tools {
 
 // Returns `text` without what harms a terminal or a JSON text: control characters become '?', and
 // so does every byte that is not ASCII unless all is UTF-8.
@@ -13,4 +13,4 @@ std::string printable(std::string text);
 // rest.
 std::string cutTo(std::size_t limit, const std::string& text);
 
-}  // namespace diagnosis
+}  // namespace tools

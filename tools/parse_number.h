@@ -5,7 +5,7 @@
 #include <string_view>
 #include <system_error>
 
-namespace localservice {
+namespace tools {
 
 // Returns the number that the whole of `text` writes in decimal digits, or nothing when `text` is
 // empty, holds anything else (a sign before an unsigned number too) or goes beyond the type.
@@ -17,4 +17,4 @@ std::optional<Number> parseNumber(std::string_view text) {
   return error == std::errc{} && stop == end ? std::optional(number) : std::nullopt;
 }
 
-}  // namespace localservice
+}  // namespace tools

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <concepts>
+#include <iostream>
+#include <limits>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "parse_number.h"
+
+// What our programs add to the library that reads their command lines.
+namespace tools {
+
+constexpr int WRONG_USAGE = 2;
+
+// Writes `text` to standard output. Throws std::system_error when it does not take all of it.
+inline void print(const std::string& text) {
+  errno = 0;
+  std::cout << text << std::flush;
+  if (!std::cout) {
+    throw std::system_error(errno, std::generic_category(), "cannot write to standard output");
+  }
+}
+
+// Returns the number from `least` to `most` that `value` writes in decimal digits; throws
+// CLI::ValidationError, which names `option`, for any other text. The library itself takes more for
+// a number: 010, which it reads as 8, and 0x10.
+template <std::integral Number>
+Number wholeNumber(const std::string& option, const std::string& value, Number least = 0,
+                   Number most = std::numeric_limits<Number>::max()) {
+  const auto number = parseNumber<Number>(value);
+  if (!number || *number < least || *number > most) {
+    throw CLI::ValidationError(option, '"' + value + "\" is no whole number from " +
+                                           std::to_string(least) + " to " + std::to_string(most));
+  }
+  return *number;
+}
+
+// Reads the command line, without the program's name, into what `app` was told. Returns nothing
+// when the program is to go on; else the status to end with, after --help or after a sentence on
+// standard error that names the bad argument.
+inline std::optional<int> parse(CLI::App& app, std::vector<std::string> arguments) {
+  try {
+    // The library wants them in this order.
+    std::reverse(arguments.begin(), arguments.end());
+    app.parse(std::move(arguments));
+    return std::nullopt;
+  } catch (const CLI::CallForHelp&) {
+    print(app.help());
+    return 0;
+  } catch (const CLI::ParseError& mistake) {
+    std::cerr << app.get_name() << ": " << mistake.what() << "; --help tells the usage\n";
+    return WRONG_USAGE;
+  }
+}
+
+}  // namespace tools
