@@ -28,7 +28,8 @@ install(CODE [[
 
 install(TARGETS pkcs11-brivasign pkcs11-brivasign-standard LIBRARY DESTINATION lib/pkcs11)
 install(TARGETS brivasign-check RUNTIME DESTINATION bin)
-file(GLOB documents CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md")
+file(GLOB documents CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/docs/*.md"
+     "${PROJECT_SOURCE_DIR}/docs/*.png")
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" DESTINATION share/doc/pkcs11-brivasign)
 install(FILES ${documents} DESTINATION share/doc/pkcs11-brivasign/docs)
 

@@ -21,6 +21,8 @@ expect 2 "--pki"
 expect 2 "--colour" --pki "$pki" --colour
 expect 2 "--approval" --pki "$pki" --approval perhaps
 expect 2 "--port" --pki "$pki" --port 70000
+expect 2 "--approval" --pki "$pki" --approval=after=2m
+expect 2 "--stall" --pki "$pki" --stall
 expect 2 "--ending" --pki "$pki" --ending loudly
 expect 2 "nowhere" --pki "$scratch/nowhere"
 expect 2 "server.key" --pki "$scratch/pki"
@@ -31,3 +33,12 @@ expect 2 "stop the program that listens there" --pki "$pki" --port "$port"
 [[ $(openssl s_client -quiet -connect "localhost:$port" 2>&1 <<<$'GET /\r\n\r\n') =~ read:errno=(104|54)$ ]]
 kill %1
 wait %1
+grep -q " connection 1: error 400, line: GET /, reason: .*HTTP" "$scratch/out"
+grep -q " connection 1: dropped, reason: as asked, by a reset after byte 8$" "$scratch/out"
+
+"$service" --pki "$pki" --port "$port" --stall 0 --json >"$scratch/out" &
+until grep -q '"event":"listening"' "$scratch/out"; do sleep 0.05; done
+! openssl s_client -connect "localhost:$port" >/dev/null 2>&1 </dev/null || exit 1
+kill %1
+wait %1
+grep -qE '^\{"time":"[^"]+Z","connection":1,"event":"stalled","reason":"--stall 0"}$' "$scratch/out"

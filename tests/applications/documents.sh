@@ -8,7 +8,7 @@ setUp "$1" libp11-kit-dev test -d /usr/include/p11-kit-1
 complain() { echo "$1" && failed=yes; }
 
 # What is installed, and no more.
-mkdir docs && cp "$sources/README.md" . && cp "$sources"/docs/*.md docs
+mkdir docs && cp "$sources/README.md" . && cp "$sources"/docs/*.{md,png} docs
 for document in README.md docs/*.md; do
   while read -r link; do
     target=$(dirname "$document")/${link%%#*} heading='.*'

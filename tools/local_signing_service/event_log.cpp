@@ -66,18 +66,20 @@ void EventLog::tell(const char* subject, std::size_t number, const std::string& 
   const std::string line =
       asJson_ ? jsonLine(subject, number, event, fields) : textLine(subject, number, event, fields);
   const std::lock_guard lock(mutex_);
-  if (!question_.empty()) {
+  if (isAsking_) {
     terminal_ << '\n' << std::flush;
   }
   output_ << line << '\n' << std::flush;
   terminal_ << question_ << std::flush;
+  isAsking_ = !question_.empty();
 }
 
 void EventLog::ask(const std::string& question) {
   const std::lock_guard lock(mutex_);
-  if (question != question_) {
-    question_ = question;
+  question_ = question;
+  if (!isAsking_) {
     terminal_ << question_ << std::flush;
+    isAsking_ = !question_.empty();
   }
 }
 

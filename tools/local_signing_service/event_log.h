@@ -24,7 +24,8 @@ class EventLog {
   void tell(const char* subject, std::size_t number, const std::string& event,
             const Fields& fields = {});
 
-  // Has `question` stand on the terminal's last line, whatever is told meanwhile; "" ends it.
+  // Has `question` stand on the terminal's last line, whatever is told meanwhile; "" ends it. In
+  // the place of another it comes with the next event.
   void ask(const std::string& question);
 
  private:
@@ -33,6 +34,7 @@ class EventLog {
   const bool asJson_;
   std::mutex mutex_;
   std::string question_;
+  bool isAsking_ = false;  // the last line of the terminal is a question
 };
 
 }  // namespace localservice

@@ -33,7 +33,7 @@ std::string statusLine(int status) {
 // The module asks twenty times, every two seconds.
 constexpr std::chrono::seconds MODULE_PATIENCE{38};
 constexpr std::chrono::seconds GIVEN_UP_AFTER{60};
-constexpr std::size_t SHOWN_OF_THE_PAST = 20;
+constexpr std::ptrdiff_t SHOWN_OF_THE_PAST = 20;
 
 EventLog::Fields fieldsOf(const Order& order) {
   const SignatureRequest& request = order.request;
@@ -92,10 +92,10 @@ bool SigningService::decide(std::size_t number, bool isApproved) {
 
 void SigningService::refuseAll() {
   const std::lock_guard lock(mutex_);
-  options_.approval.mode = Approval::Mode::REFUSE;
   while (const std::size_t number = oldestWaiting()) {
     settle(orders_[number - 1], Verdict::REFUSED);
   }
+  options_.approval.mode = Approval::Mode::REFUSE;
 }
 
 void SigningService::lookAtClock() {
@@ -110,14 +110,18 @@ std::optional<std::vector<Order>> SigningService::changed(std::uint64_t& version
     return std::nullopt;
   }
   version = version_;
+  const auto isPast = [](const Filed& filed) { return filed.order.verdict != Verdict::WAITING; };
+  auto hidden = std::count_if(orders_.begin(), orders_.end(), isPast) - SHOWN_OF_THE_PAST;
+  const auto now = now_();
   std::vector<Order> shown;
-  std::size_t past = 0;
-  for (auto filed = orders_.rbegin(); filed != orders_.rend(); ++filed) {
-    if (filed->order.verdict == Verdict::WAITING || ++past <= SHOWN_OF_THE_PAST) {
-      shown.push_back(view(*filed));
+  for (const Filed& filed : orders_) {
+    if (!isPast(filed) || hidden-- <= 0) {
+      shown.push_back(filed.order);
+      shown.back().timeLeft =
+          std::max(std::chrono::seconds(0),
+                   std::chrono::ceil<std::chrono::seconds>(filed.filed + MODULE_PATIENCE - now));
     }
   }
-  std::reverse(shown.begin(), shown.end());
   return shown;
 }
 
@@ -218,8 +222,8 @@ void SigningService::lookAtClockNow() {
 
 void SigningService::settle(Filed& filed, Verdict verdict) {
   filed.order.verdict = verdict;
-  log_.tell("request", filed.order.number, nameOf(verdict));
   change();
+  log_.tell("request", filed.order.number, nameOf(verdict));
 }
 
 std::size_t SigningService::oldestWaiting() const {
@@ -244,14 +248,6 @@ void SigningService::change() {
     question += ": approve? [y/n] ";
   }
   log_.ask(question);
-}
-
-Order SigningService::view(const Filed& filed) const {
-  Order order = filed.order;
-  order.timeLeft =
-      std::max(std::chrono::seconds(0),
-               std::chrono::ceil<std::chrono::seconds>(filed.filed + MODULE_PATIENCE - now_()));
-  return order;
 }
 
 }  // namespace localservice

@@ -95,12 +95,11 @@ class SigningService {
   static Answer wrongMethod(const std::string& allowed);
   Answer answer(const std::string& text);
   Answer file(const std::string& body, bool withPss);
-  Answer query(const std::string& number);
+  Answer query(const std::string& text);
   void lookAtClockNow();
   void settle(Filed& filed, Verdict verdict);
-  std::size_t oldestWaiting() const;
+  [[nodiscard]] std::size_t oldestWaiting() const;  // 0: none
   void change();
-  [[nodiscard]] Order view(const Filed& filed) const;
 
   const Signer signer_;
   ServiceOptions options_;

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# A person decides on pkcs11-tool's requests on the service's page, in Chromium.
+source "$(dirname "$0")/support.sh"
+tests=$(cd "$(dirname "$0")" && pwd)
+setUp "$1" chromium-driver sh -c "command -v chromedriver && /usr/bin/python3 -c 'import selenium'"
+startService phone
+page=$(sed -n 's/.* phone, page: //p' service.lines)
+ln -s "$tests/phone.py" .
+run ./phone.py "$page" "./$MODULE" "$ID" ${PICTURE:+"$PICTURE"} ||
+  fail "the page is not what it should be"
+stopService
+for number in 1 4; do
+  expectLines service 1 " request $number: approved$" "request $number should be approved"
+done
+for number in 2 3; do
+  expectLines service 1 " request $number: refused$" "request $number should be refused"
+done
