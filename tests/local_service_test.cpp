@@ -1,6 +1,5 @@
 #include "local_signing_service/signing_service.h"
 
-#include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -89,8 +88,7 @@ TEST(LocalService, AsksOnOneLineAboutOneRequestAtATime) {
 }
 
 TEST_F(ServiceTest, TwoHundredSignAtOnceThoughOneIsNotApprovedAndTwentySayNothing) {
-  std::FILE* const file = std::fopen(LOCAL_PKI "/users/1001.pem", "r");
-  EVP_PKEY* const key = X509_get_pubkey(PEM_read_X509(file, nullptr, nullptr, nullptr));
+  const localservice::PrivateKey key = localservice::loadPrivateKey(USER_KEY);
   int gate[2] = {};
   ASSERT_EQ(pipe(gate), 0);
   for (int i = 0; i < 200; ++i) {
@@ -102,7 +100,7 @@ TEST_F(ServiceTest, TwoHundredSignAtOnceThoughOneIsNotApprovedAndTwentySayNothin
     p11->C_SignInit(1, &mechanism, 1001 + KEY);
     const std::string data = "data " + std::to_string(i);
     const CK_RV result = signOnly(data);
-    EVP_PKEY_CTX* const verifier = EVP_PKEY_CTX_new(key, nullptr);
+    EVP_PKEY_CTX* const verifier = EVP_PKEY_CTX_new(key.get(), nullptr);
     EVP_PKEY_verify_init(verifier);
     EVP_PKEY_CTX_set_rsa_padding(verifier, RSA_PKCS1_PADDING);
     const bool isValid =
