@@ -8,10 +8,6 @@
 namespace localservice {
 namespace {
 
-std::chrono::milliseconds parseMilliseconds(const std::string& option, const std::string& value) {
-  return std::chrono::milliseconds(tools::wholeNumber<std::uint32_t>(option, value));
-}
-
 // Returns what `value` names in `choices`; throws CLI::ValidationError, which lists them after
 // `others`, when it names nothing.
 template <typename Choice>
@@ -28,10 +24,25 @@ Choice parseChoice(const std::string& option, const std::string& value,
   throw CLI::ValidationError(option, '"' + value + "\" is none of " + names);
 }
 
-Approval parseApproval(const std::string& option, std::string value) {
+Ending parseEnding(const std::string& option, const std::string& value) {
+  return parseChoice<Ending>(
+      option, value,
+      {{"close-notify", Ending::CLOSE_NOTIFY}, {"close", Ending::CLOSE}, {"reset", Ending::RESET}});
+}
+
+template <typename Number>
+Number parse(const std::string& option, const std::string& value) {
+  return tools::wholeNumber<Number>(option, value);
+}
+
+std::chrono::milliseconds parseMilliseconds(const std::string& option, const std::string& value) {
+  return std::chrono::milliseconds(parse<std::uint32_t>(option, value));
+}
+
+Approval parseApproval(const std::string& option, const std::string& text) {
   constexpr std::string_view AFTER = "after=";
-  if (!value.starts_with(AFTER)) {
-    return {parseChoice<Approval::Mode>(option, value,
+  if (!text.starts_with(AFTER)) {
+    return {parseChoice<Approval::Mode>(option, text,
                                         {{"at-once", Approval::Mode::APPROVE},
                                          {"refuse", Approval::Mode::REFUSE},
                                          {"wait", Approval::Mode::WAIT},
@@ -39,10 +50,10 @@ Approval parseApproval(const std::string& option, std::string value) {
                                          {"phone", Approval::Mode::PHONE}},
                                         "after=N, after=Ns")};
   }
-  value.erase(0, AFTER.size());
+  std::string value = text.substr(AFTER.size());
   const bool isTime = value.ends_with('s');
   value.resize(value.size() - (isTime ? 1 : 0));
-  const auto number = tools::wholeNumber<std::uint32_t>(option, value);
+  const auto number = parse<std::uint32_t>(option, value);
   return isTime ? Approval{.delay = std::chrono::seconds(number)}
                 : Approval{.waitingQueries = number};
 }
@@ -64,16 +75,15 @@ std::optional<int> parseOptions(std::vector<std::string> arguments, Options& opt
   CLI::App app(
       "Speaks the signing service's side of the wire on https://127.0.0.1, with real signatures.",
       "local-signing-service");
-  // The last of several counts.
-  const auto add = [&](const std::string& name, const char* value, auto take,
+  // Has `take` read the value; the last of several counts.
+  const auto add = [&](const std::string& name, const char* value, auto& target, auto take,
                        const std::string& description) {
-    return app
-        .add_option_function<std::string>(
-            name, [name, take](const std::string& text) { take(name, text); }, description)
+    app.add_option_function<std::string>(
+           name, [name, take, &target](const std::string& text) { target = take(name, text); },
+           description)
         ->type_name(value)
         ->take_last();
   };
-  using Text = const std::string&;
   app.set_help_flag("--help", "Print this text");
   app.add_option("--pki", options.pki,
                  "Folder made by make-local-pki: server.pem, server.key,\n"
@@ -81,45 +91,25 @@ std::optional<int> parseOptions(std::vector<std::string> arguments, Options& opt
       ->type_name("DIR")
       ->take_last()
       ->required();
-  add(
-      "--port", "N",
-      [&](Text name, Text text) { options.port = tools::wholeNumber<std::uint16_t>(name, text); },
+  add("--port", "N", options.port, parse<std::uint16_t>,
       "Port to listen on (default " + std::to_string(PRODUCTION_PORT) + "); 0 takes any free one");
-  add(
-      "--approval", "MODE",
-      [&](Text name, Text text) { options.service.approval = parseApproval(name, text); },
-      APPROVALS);
+  add("--approval", "MODE", options.service.approval, parseApproval, APPROVALS);
   app.add_option("--reply-file", options.faults.replyFiles,
                  "Answer with the exact bytes of FILE instead; given more\n"
                  "than once, the files take turns and the last one repeats")
       ->type_name("FILE")
       ->allow_extra_args(false);
-  add(
-      "--byte-delay", "MS",
-      [&](Text name, Text text) { options.faults.byteDelay = parseMilliseconds(name, text); },
+  add("--byte-delay", "MS", options.faults.byteDelay, parseMilliseconds,
       "Send every reply byte by byte, each in a TLS record of its\n"
       "own, with this pause before each");
-  add(
-      "--close-after", "BYTES",
-      [&](Text name, Text text) {
-        options.faults.closeAfter = tools::wholeNumber<std::size_t>(name, text);
-      },
+  add("--close-after", "BYTES", options.faults.closeAfter, parse<std::size_t>,
       "End the connection after so many bytes of every reply");
-  add(
-      "--ending", "MODE",
-      [&](Text name, Text text) {
-        options.faults.ending = parseChoice<Ending>(name, text,
-                                                    {{"close-notify", Ending::CLOSE_NOTIFY},
-                                                     {"close", Ending::CLOSE},
-                                                     {"reset", Ending::RESET}});
-      },
+  add("--ending", "MODE", options.faults.ending, parseEnding,
       "How connections end (default close-notify):\n"
       "  close-notify  in order\n"
       "  close         without TLS close_notify\n"
       "  reset         by a TCP reset");
-  add(
-      "--stall", "MS",
-      [&](Text name, Text text) { options.faults.stall = parseMilliseconds(name, text); },
+  add("--stall", "MS", options.faults.stall, parseMilliseconds,
       "Once a client begins the handshake, say nothing for so long,\n"
       "then end the connection");
   app.add_flag("--update-available", options.service.updateAvailable,

@@ -1,8 +1,8 @@
 # Makes the SBOM of an archive, in SPDX 2.3, of what scripts/release has found out:
 #   name of the archive; version and commit of the product; created, the time of the commit;
 #   products, the libraries and the programs: file, sha256, needs (the libraries of the system);
-#   parts, what becomes part of them, and tools, what makes them: name, version, licence, purl, and
-#   of what is built from source the file, its sha256 and how in source.
+#   parts, what becomes part of them, or of the one named in only, and tools, what makes them: name,
+#   version, licence, purl, and of what is built from source the file, its sha256 and how in source.
 
 def id: "SPDXRef-" + (split("/") | last | gsub("[^A-Za-z0-9.]+"; "-"));
 
@@ -64,7 +64,8 @@ def relation($from; $type; $to): {
     } | package)],
   relationships: [.products[] | (.file | id) as $product |
     relation("SPDXRef-DOCUMENT"; "DESCRIBES"; $product),
-    relation($product; "STATIC_LINK"; $facts.parts[].name | id),
+    relation($product; "STATIC_LINK";
+      $facts.parts[] | select(.only == null or (.only | id) == $product).name | id),
     relation($product; "DYNAMIC_LINK"; .needs[] | id),
     relation($facts.tools[].name | id; "BUILD_TOOL_OF"; $product)]
 }
