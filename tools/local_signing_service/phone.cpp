@@ -14,7 +14,6 @@
 #include "json.h"
 #include "parse_number.h"
 #include "phone_page.h"
-#include "printable.h"
 
 namespace localservice {
 namespace {
@@ -65,10 +64,10 @@ std::string jsonOf(const std::vector<Order>& orders) {
     writer.StartObject();
     member(writer, "number", order.number);
     member(writer, "state", nameOf(order.verdict));
-    member(writer, "application", tools::printable(request.application));
-    member(writer, "process", tools::printable(request.process));
+    member(writer, "application", request.application);
+    member(writer, "process", request.process);
     member(writer, "certificate", request.certificate);
-    member(writer, "holder", tools::printable(order.holder));
+    member(writer, "holder", order.holder);
     member(writer, "hash", request.hash);
     member(writer, "padding", request.padding);
     member(writer, "length", request.challenge.size());

@@ -34,6 +34,12 @@ std::string statusLine(int status) {
 constexpr std::chrono::seconds MODULE_PATIENCE{38};
 constexpr std::chrono::seconds GIVEN_UP_AFTER{60};
 constexpr std::ptrdiff_t SHOWN_OF_THE_PAST = 20;
+constexpr std::size_t MOST_SHOWN = 200;  // bytes of a text of the client's
+
+// Returns what a person can be shown of `text`.
+std::string shown(const std::string& text) {
+  return tools::cutTo(MOST_SHOWN, tools::printable(text));
+}
 
 EventLog::Fields fieldsOf(const Order& order) {
   const SignatureRequest& request = order.request;
@@ -113,16 +119,16 @@ std::optional<std::vector<Order>> SigningService::changed(std::uint64_t& version
   const auto isPast = [](const Filed& filed) { return filed.order.verdict != Verdict::WAITING; };
   auto hidden = std::count_if(orders_.begin(), orders_.end(), isPast) - SHOWN_OF_THE_PAST;
   const auto now = now_();
-  std::vector<Order> shown;
+  std::vector<Order> orders;
   for (const Filed& filed : orders_) {
     if (!isPast(filed) || hidden-- <= 0) {
-      shown.push_back(filed.order);
-      shown.back().timeLeft =
+      orders.push_back(filed.order);
+      orders.back().timeLeft =
           std::max(std::chrono::seconds(0),
                    std::chrono::ceil<std::chrono::seconds>(filed.filed + MODULE_PATIENCE - now));
     }
   }
-  return shown;
+  return orders;
 }
 
 // `sentence` is always one of this program's own, so nothing in it needs escaping.
@@ -160,12 +166,14 @@ SigningService::Answer SigningService::answer(const std::string& text) {
 SigningService::Answer SigningService::file(const std::string& body, bool withPss) {
   const std::size_t number = orders_.size() + 1;
   try {
-    const SignatureRequest request = parseSignatureRequest(body, withPss);
+    SignatureRequest request = parseSignatureRequest(body, withPss);
     // Signing before anybody approves refuses an unfit challenge at once, and shows it to nobody.
     const std::string signature =
         encodeBase64(signer_.sign(request.certificate, request.challenge, request.pss));
-    orders_.push_back(
-        {{number, request, signer_.holder(request.certificate)}, signature, now_(), now_()});
+    request.application = shown(request.application);
+    request.process = shown(request.process);
+    const std::string holder = shown(signer_.holder(request.certificate));
+    orders_.push_back({{number, request, holder}, signature, now_(), now_()});
   } catch (const std::invalid_argument& error) {
     return failure(400, error.what());
   }
@@ -243,7 +251,7 @@ void SigningService::change() {
   if (const std::size_t number = oldestWaiting()) {
     question = "request " + std::to_string(number);
     for (const auto& [name, value] : fieldsOf(orders_[number - 1].order)) {
-      question += std::string(", ") + name + ": " + tools::printable(value);
+      question += std::string(", ") + name + ": " + value;
     }
     question += ": approve? [y/n] ";
   }

@@ -36,7 +36,7 @@ enum class Verdict { WAITING, APPROVED, REFUSED, GIVEN_UP };
 // Returns what people and programs are told of it: "given up", for instance.
 const char* nameOf(Verdict verdict);
 
-// A filed request as people are shown it.
+// A filed request as people are shown it: its texts are short, and safe on a terminal.
 struct Order {
   std::size_t number;
   SignatureRequest request;
