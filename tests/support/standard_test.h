@@ -1,6 +1,6 @@
 #pragma once
 
-#include <iostream>
+#include <sstream>
 
 #include "local_signing_service/background_listener.h"
 #include "local_signing_service/signing_service.h"
@@ -69,7 +69,7 @@ class StandardTest : public ServiceTest {
 class RealService {
  public:
   explicit RealService(const localservice::ServiceOptions& options = {})
-      : service_(localservice::Signer(LOCAL_PKI "/users"), options, std::cin, log),
+      : service_(localservice::Signer(LOCAL_PKI "/users"), options, log_),
         listener_(SERVICE, [this](const std::string& request) {
           localservice::Reply reply = service_.handle(request);
           const std::string notified = R"("notificacaoEnviada":true)";
@@ -80,9 +80,9 @@ class RealService {
           return reply;
         }) {}
 
-  std::ostringstream log;  // only between calls of the library
-
  private:
+  std::ostringstream lines_;
+  localservice::EventLog log_{lines_, lines_, false};
   localservice::SigningService service_;
   localservice::BackgroundListener listener_;
 };
