@@ -1,4 +1,5 @@
 #include <atomic>
+#include <cerrno>
 #include <fstream>
 #include <future>
 #include <thread>
@@ -173,7 +174,11 @@ TEST_F(StandardSign, OnlyTheRightSignatureReachesTheCaller) {
 // How many allocations of this thread still succeed before one fails; below 0 all do.
 static thread_local long allocationsLeft = -1;
 
-static bool isOut() { return allocationsLeft >= 0 && allocationsLeft-- == 0; }
+static bool isOut() {
+  if (allocationsLeft < 0 || allocationsLeft-- != 0) return false;
+  errno = ENOMEM;
+  return true;
+}
 extern "C" void* __libc_malloc(std::size_t);          // NOLINT(bugprone-reserved*,cert-dcl*)
 extern "C" void* __libc_realloc(void*, std::size_t);  // NOLINT(bugprone-reserved*,cert-dcl*)
 void* malloc(std::size_t size) noexcept { return isOut() ? nullptr : __libc_malloc(size); }

@@ -4,11 +4,13 @@ the key ID, and leaves a picture of the page in the file PICTURE.
 usage: phone.py PAGE MODULE ID [PICTURE]"""
 
 import http.client
+import shutil
 import subprocess
 import sys
 from urllib.parse import urlsplit
 
 from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.wait import WebDriverWait
@@ -57,7 +59,9 @@ for option in ("headless=new", "no-sandbox", "disable-dev-shm-usage"):
     options.add_argument("--" + option)
 options.add_experimental_option("mobileEmulation", {
     "deviceMetrics": {"width": 390, "height": 670, "pixelRatio": 1}})
-browser = webdriver.Chrome(options=options)
+# Or else it looks for both in the network.
+options.binary_location = shutil.which("chromium")
+browser = webdriver.Chrome(options=options, service=Service(shutil.which("chromedriver")))
 try:
     browser.get(page)
     wait_for("Nothing waits for you.")

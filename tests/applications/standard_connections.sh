@@ -11,6 +11,7 @@ rm "$PRODUCT_FOLDER/certificados/1002.cer"
 makeFirefox
 # Fails unless the command gets $1 connections or more let in, as the owner of the certificate.
 visit() {
+  : >server.lines
   python3 "$applications/tls_server.py" "$TLS_PORT" local-pki >server.lines 2>server.errors &
   helperPids=$!
   until grep -q listening server.lines; do sleep 0.1; done
