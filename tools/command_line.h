@@ -41,20 +41,30 @@ Number wholeNumber(const std::string& option, const std::string& value, Number l
 
 // Reads the command line, without the program's name, into what `app` was told. Returns nothing
 // when the program is to go on; else the status to end with, after --help or after a sentence on
-// standard error that names the bad argument.
+// standard error that names the bad argument. Neither --help nor an argument too many throws, as the
+// library's own would.
 inline std::optional<int> parse(CLI::App& app, std::vector<std::string> arguments) {
+  bool wantsHelp = false;
+  app.set_help_flag();
+  app.add_flag("--help", wantsHelp, "Print this text");
+  app.allow_extras();
+  std::string mistake;
   try {
     // The library wants them in this order.
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
-    return std::nullopt;
-  } catch (const CLI::CallForHelp&) {
+    const std::vector<std::string> unknown = app.remaining();
+    if (!unknown.empty()) mistake = "The following argument was not expected: " + unknown.front();
+  } catch (const CLI::ParseError& error) {
+    mistake = error.what();
+  }
+  if (wantsHelp) {
     print(app.help());
     return 0;
-  } catch (const CLI::ParseError& mistake) {
-    std::cerr << app.get_name() << ": " << mistake.what() << "; --help tells the usage\n";
-    return WRONG_USAGE;
   }
+  if (mistake.empty()) return std::nullopt;
+  std::cerr << app.get_name() << ": " << mistake << "; --help tells the usage\n";
+  return WRONG_USAGE;
 }
 
 }  // namespace tools

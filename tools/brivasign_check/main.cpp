@@ -77,7 +77,6 @@ int run(const std::string& program, const std::vector<std::string>& arguments) {
   bool wantsJson = false;
   bool wantsVersion = false;
   std::chrono::seconds limit(DEFAULT_LIMIT);
-  app.set_help_flag("--help", "Print this text");
   auto* const json = app.add_flag("--json", wantsJson,
                                   "Write one JSON object instead, for support tickets;\n"
                                   "the names in certificates may hold a tax number");

@@ -84,7 +84,6 @@ std::optional<int> parseOptions(std::vector<std::string> arguments, Options& opt
         ->type_name(value)
         ->take_last();
   };
-  app.set_help_flag("--help", "Print this text");
   app.add_option("--pki", options.pki,
                  "Folder made by make-local-pki: server.pem, server.key,\n"
                  "users/<number>.key; certificates beside the keys name\ntheir holders")
