@@ -41,8 +41,8 @@ Number wholeNumber(const std::string& option, const std::string& value, Number l
 
 // Reads the command line, without the program's name, into what `app` was told. Returns nothing
 // when the program is to go on; else the status to end with, after --help or after a sentence on
-// standard error that names the bad argument. Neither --help nor an argument too many throws, as the
-// library's own would.
+// standard error that names the bad argument. Neither --help nor an argument too many throws, as
+// the library's own would.
 inline std::optional<int> parse(CLI::App& app, std::vector<std::string> arguments) {
   bool wantsHelp = false;
   app.set_help_flag();
