@@ -83,6 +83,9 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "cd ..; rm -r Orvix; ln -s Orvix Orvix",
             {DEAD_LINK}},
            {"product-folder.denied " + UNSEEN, "chmod 0 ."},
+           {"product-folder.denied " + UNSEEN,
+            "cd ..; mkdir sec; mv Orvix sec; ln -s sec/Orvix .; chmod 0 sec",
+            {"sec/Orvix; ", "may not enter it\n", "in the link's place"}},
            {"product-folder.read-only ", "chmod 555 ."},
            {"environment.unknown machine-identifier.missing certificate-folder.missing "
             "log.missing ",
@@ -113,7 +116,9 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "orvix.log"},
            {"environment.denied machine-identifier.denied certificate-folder.denied "
             "update-flag.denied log.denied ",
-            "touch ambiente atualizar; chmod 0 maquinaId a* c*; chmod 400 orvix.log"},
+            "ln -s maquinaId ambiente; touch atualizar; chmod 0 maquinaId at* c*; chmod 400 "
+            "orvix.log",
+            {"ambiente: is a link to", "/maquinaId, which belongs to"}},
            {"machine-identifier.unprintable certificate.misnamed certificate.listed-twice "
             "certificate.expired certificate.damaged certificate.other-key-size "
             "certificate.unusable-key certificate.too-large log.large ",

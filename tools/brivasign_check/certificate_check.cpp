@@ -35,7 +35,6 @@ Listing listEntries() {
   const std::string path = brivasign::productFilePath(FOLDER);
   const brivasign::DirectoryPtr directory = brivasign::openCertificateDirectory();
   const int error = directory == nullptr ? errno : 0;
-  struct stat status = {};
   if (error != 0 && isDeadLink(path)) {
     return {
         .obstacle = {{Status::WRONG, "certificate-folder.missing", DEAD_LINK, DEAD_LINK_ADVICE}}};
@@ -48,9 +47,9 @@ Listing listEntries() {
     return {.obstacle = {{Status::WRONG, "certificate-folder.not-a-folder", "is no folder",
                           "remove it and start the companion application, which creates it"}}};
   }
-  if (stat(path.c_str(), &status) == 0 && access(path.c_str(), R_OK | X_OK) != 0) {
-    return {.obstacle = {{Status::WRONG, "certificate-folder.denied",
-                          denial(status, "read or enter it"), giveBack(path, status)}}};
+  if (access(path.c_str(), R_OK | X_OK) != 0 && errno == EACCES) {
+    const auto [message, advice] = denial(path, "read or enter it");
+    return {.obstacle = {{Status::WRONG, "certificate-folder.denied", message, advice}}};
   }
   if (error != 0) {
     return {
