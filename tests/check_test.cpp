@@ -139,9 +139,14 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             NOBODY},
            {"secure-channel.plain-http ", PLAIN_HTTP, {}, NOBODY},
            {"secure-channel.certificate-untrusted ", "", {"local issuer"}, home / "made.pem"},
-           {"secure-channel.certificate-expired ", "", {}, home / "expired.pem"},
+           {"secure-channel.certificate-expired ",
+            "",
+            {"for another host besides"},
+            home / "expired.pem"},
            {"secure-channel.other-name ", "", {"the name localhost"}, home / "nameless.pem"},
-           {.codes = "secure-channel.refused ", .version = TLS1_3_VERSION},
+           {.codes = "secure-channel.refused ",
+           .says = {"alert protocol version\n", "needs TLS 1.2"},
+           .version = TLS1_3_VERSION},
            {.codes = "secure-channel.closed ", .stall = std::chrono::milliseconds(0)}}) {
     output("cd ~/Library/*; chmod -R u+rwX .; rm -rf Orvix; cp -R ~/good Orvix; cd Orvix; " +
            command);
