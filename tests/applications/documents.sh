@@ -29,6 +29,7 @@ done < <(grep '^#define CKR_' "$sources/include/pkcs11t.h")
 # Does with the command $2 what documented_commands says, $1.
 follow() {
   case $1 in
+    both) follow here "$2" && follow here "${2/-standard/}" ;;
     here) eval "$2" >out 2>&1 || complain "fails: $2: $(tail -n 5 out)" ;;
     beside)
       eval "exec $2" >beside 2>&1 < <(yes) &
