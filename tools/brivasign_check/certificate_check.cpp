@@ -91,9 +91,16 @@ Finding judge(X509* certificate, std::uint64_t id) {
                        {"validUntil", until},
                        {"hasUsableKey", hasUsableKey}};
   const int validity = compareValidity(certificate);
+  if (validity < 0 && X509_cmp_current_time(X509_get0_notAfter(certificate)) == 0) {
+    return {Status::WRONG, "certificate.expired",
+            "the end of its validity is malformed, which counts as expired",
+            "have the certificate issued anew", facts};
+  }
   if (validity < 0) {
     return {Status::WRONG, "certificate.expired", "expired on " + until,
-            "renew the certificate, or remove it with the companion application", facts};
+            "if this computer's date and time are right, renew the certificate, or remove it with "
+            "the companion application",
+            facts};
   }
   if (validity > 0) {
     return {Status::WRONG, "certificate.not-yet-valid", "is not valid before " + from,
@@ -206,9 +213,10 @@ Findings checkCertificates(const TimeLimit& limit) {
     if (!finding) break;
   }
   if (isEmpty) {
-    findings.push_back({Status::WRONG, "certificate-folder.empty", "holds no certificate",
-                        "sign in to the companion application, which fetches them"});
-    findings.back().entry = FOLDER;
+    findings.insert(findings.begin(),
+                    {Status::WRONG, "certificate-folder.empty", "holds no certificate",
+                     "sign in to the companion application, which fetches them"});
+    findings.front().entry = FOLDER;
   }
   return findings;
 }
