@@ -13,7 +13,7 @@ for document in README.md docs/*.md; do
   while read -r link; do
     target=$(dirname "$document")/${link%%#*} heading='.*'
     [[ $link != '#'* ]] || target=$document
-    [[ $link != *'#'* ]] || heading=$(tr - ' ' <<<"${link#*#}")
+    [[ $link != *'#'* ]] || heading=$(tr - . <<<"${link#*#}")
     [[ $target == *.png && -s $target ]] || grep -qixE "#+ $heading" "$target" ||
       complain "$document: dead link $link"
   done < <(grep -oE '\]\([^):]+\)' "$document" | sed 's/^](//; s/)$//')

@@ -1,6 +1,7 @@
 #include "brivasign_check/folder_check.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -46,6 +47,13 @@ Denial reasonOf(const Way& way) {
           ? denial(way.end, "enter it")
           : Denial{"cannot be entered: " + std::system_category().message(way.error), DISK_ADVICE};
   return {way.end + " " + message, advice};
+}
+
+// Returns whether nothing more can be written to the disk that holds `folder`. Some do not count.
+bool isFull(const std::string& folder) {
+  struct statvfs disk = {};
+  return statvfs(folder.c_str(), &disk) == 0 &&
+         ((disk.f_blocks != 0 && disk.f_bavail == 0) || (disk.f_files != 0 && disk.f_favail == 0));
 }
 
 Finding checkHome() {
@@ -102,7 +110,12 @@ Finding checkProductFolder() {
     const auto [message, advice] = reasonOf(way);
     return {Status::WRONG, "product-folder.denied", message, advice};
   }
-  if (access(path.c_str(), W_OK) == 0) return {Status::OK, "product-folder.ok", path};
+  if (access(path.c_str(), W_OK) == 0) {
+    if (!isFull(path)) return {Status::OK, "product-folder.ok", path};
+    return {Status::NOTE, "product-folder.full",
+            "the disk that holds " + path + " is full: signing works, but the log is not kept",
+            "make room on it"};
+  }
   const int error = errno;
   const auto [reason, advice] =
       error == EACCES
