@@ -42,7 +42,7 @@ Way wayTo(const std::string& folder) {
 
 // Tells why `way` ends before its folder, but for what is missing or no folder.
 Denial reasonOf(const Way& way) {
-  auto [message, advice] =
+  const auto [message, advice] =
       way.error == EACCES
           ? denial(way.end, "enter it")
           : Denial{"cannot be entered: " + std::system_category().message(way.error), DISK_ADVICE};
