@@ -199,7 +199,8 @@ function(judge_certificate file)
       set(reason "its extendedKeyUsage lacks serverAuth")
     endif()
     set(fault "the certificate of no CA for TLS servers: ${reason}")
-  elseif(NOT DEFINED fault AND facts MATCHES "Public Key Algorithm: rsa[A-Za-z]*\n[^\n]*[(]([0-9]+) bit"
+  elseif(NOT DEFINED fault
+         AND facts MATCHES "Public Key Algorithm: rsa[A-Za-z]*\n[^\n]*[(]([0-9]+) bit"
          AND CMAKE_MATCH_1 LESS 2048)
     set(fault "its RSA key has ${CMAKE_MATCH_1} bits; the TLS library demands 2048")
   endif()
@@ -255,8 +256,8 @@ function(read_trust_anchors folder)
     endif()
   endforeach()
   if(NOT DEPLOYMENT_FAULT AND NOT has_root)
-    set(DEPLOYMENT_FAULT
-        "${folder}: holds no self-signed certificate; without its root, no other vouches for anybody")
+    set(DEPLOYMENT_FAULT "${folder}: holds no self-signed certificate; \
+without its root, no other vouches for anybody")
   endif()
   return(PROPAGATE DEPLOYMENT_FAULT TRUST_ANCHOR_LITERALS DEPLOYMENT_ANCHORS)
 endfunction()
