@@ -66,6 +66,8 @@ function(read_environment line)
   elseif(NOT host MATCHES "^${label}([.]${label})*$")
     set(fault "\"${host}\" is no host name: labels of letters, digits, - and _ with dots between \
 them, none of them empty or beginning with -")
+  elseif(host MATCHES "^[0-9.]+$")
+    set(fault "\"${host}\" is an IP address; the service is asked for, and known, by a name")
   elseif(NOT port MATCHES "^[1-9][0-9]*$" OR port GREATER 65535)
     set(fault "\"${port}\" is no port: a number from 1 to 65535 without zeros before it")
   endif()
@@ -152,21 +154,36 @@ function(read_certificate file)
   return(PROPAGATE DEPLOYMENT_FAULT certificate)
 endfunction()
 
-# Sets `until` in the caller's scope to the end of validity, as YYYYMMDD, of the certificate in
-# `file`, or leaves a fault when the TLS library could not verify a service by it. Asks
-# OPENSSL_COMMAND.
+# Sets `field`, notBefore or notAfter, in the caller's scope to that of the certificate of which
+# openssl tells `facts`, as YYYYMMDD, or unsets it.
+function(read_day field facts)
+  unset(${field})
+  if(facts MATCHES "${field}=([A-Z][a-z][a-z]) +([0-9]+) [0-9:]+ ([0-9]+) GMT")
+    string(FIND "-- JanFebMarAprMayJunJulAugSepOctNovDec" "${CMAKE_MATCH_1}" month)
+    math(EXPR ${field} "(${CMAKE_MATCH_3} * 100 + ${month} / 3) * 100 + ${CMAKE_MATCH_2}")
+  endif()
+  return(PROPAGATE ${field})
+endfunction()
+
+# Sets notBefore and notAfter in the caller's scope, as YYYYMMDD, and `is_root` to those of the
+# certificate in `file`, or leaves a fault when the TLS library could not verify a service by it.
+# Asks OPENSSL_COMMAND.
 function(judge_certificate file)
-  execute_process(COMMAND "${OPENSSL_COMMAND}" x509 -in "${file}" -noout -enddate -purpose -text
+  execute_process(COMMAND "${OPENSSL_COMMAND}" x509 -in "${file}" -noout -dates -issuer -subject
+                          -purpose -text
                   OUTPUT_VARIABLE facts ERROR_QUIET)
   # Of a certificate that is not its own issuer's, the signature plays no part.
   execute_process(COMMAND "${OPENSSL_COMMAND}" verify -check_ss_sig -partial_chain
                           -trusted "${file}" "${file}"
                   OUTPUT_VARIABLE verification ERROR_VARIABLE verification)
-  if(NOT facts MATCHES "notAfter=([A-Z][a-z][a-z]) +([0-9]+) [0-9:]+ ([0-9]+) GMT")
+  read_day(notBefore "${facts}")
+  read_day(notAfter "${facts}")
+  string(REGEX MATCH "issuer=([^\n]*)" issuer "${facts}")
+  set(issuer "${CMAKE_MATCH_1}")
+  string(REGEX MATCH "subject=([^\n]*)" subject "${facts}")
+  string(COMPARE EQUAL "${issuer}" "${CMAKE_MATCH_1}" is_root)
+  if(NOT DEFINED notBefore OR NOT DEFINED notAfter)
     set(fault "the certificate is damaged; openssl cannot read it")
-  else()
-    string(FIND "-- JanFebMarAprMayJunJulAugSepOctNovDec" "${CMAKE_MATCH_1}" month)
-    math(EXPR until "(${CMAKE_MATCH_3} * 100 + ${month} / 3) * 100 + ${CMAKE_MATCH_2}")
   endif()
   if(NOT DEFINED fault AND verification MATCHES "signature failure")
     set(fault "the certificate is damaged; its signature of itself does not verify")
@@ -182,15 +199,19 @@ function(judge_certificate file)
       set(reason "its extendedKeyUsage lacks serverAuth")
     endif()
     set(fault "the certificate of no CA for TLS servers: ${reason}")
+  elseif(NOT DEFINED fault
+         AND facts MATCHES "Public Key Algorithm: rsa[A-Za-z]*\n[^\n]*[(]([0-9]+) bit"
+         AND CMAKE_MATCH_1 LESS 2048)
+    set(fault "its RSA key has ${CMAKE_MATCH_1} bits; the TLS library demands 2048")
   endif()
   if(DEFINED fault)
     set(DEPLOYMENT_FAULT "${file}: ${fault}")
   endif()
-  return(PROPAGATE DEPLOYMENT_FAULT until)
+  return(PROPAGATE DEPLOYMENT_FAULT notBefore notAfter is_root)
 endfunction()
 
 # Sets TRUST_ANCHOR_LITERALS in the caller's scope to one string literal per file, in name order,
-# and DEPLOYMENT_ANCHORS to the list of "<end of validity, as YYYYMMDD> <file name>".
+# and DEPLOYMENT_ANCHORS to the list of "<notAfter> <notBefore> <file name>", the days as YYYYMMDD.
 function(read_trust_anchors folder)
   require_readable(folder "${folder}")
   if(DEPLOYMENT_FAULT)
@@ -214,6 +235,7 @@ function(read_trust_anchors folder)
   endif()
   set(TRUST_ANCHOR_LITERALS "")
   set(DEPLOYMENT_ANCHORS "")
+  set(has_root NO)
   foreach(name IN LISTS names)
     set(file "${folder}/${name}")
     if(name MATCHES "[.]pem$")
@@ -228,8 +250,15 @@ function(read_trust_anchors folder)
       break()
     endif()
     string(APPEND TRUST_ANCHOR_LITERALS "    R\"pem(${certificate}\n)pem\",\n")
-    list(APPEND DEPLOYMENT_ANCHORS "${until} ${name}")
+    list(APPEND DEPLOYMENT_ANCHORS "${notAfter} ${notBefore} ${name}")
+    if(is_root)
+      set(has_root YES)
+    endif()
   endforeach()
+  if(NOT DEPLOYMENT_FAULT AND NOT has_root)
+    set(DEPLOYMENT_FAULT "${folder}: holds no self-signed certificate; \
+without its root, no other vouches for anybody")
+  endif()
   return(PROPAGATE DEPLOYMENT_FAULT TRUST_ANCHOR_LITERALS DEPLOYMENT_ANCHORS)
 endfunction()
 

@@ -1,7 +1,8 @@
-/* Lists the token's certificates and signs a file with one of them, as a program should that uses
- * this module. To see it fail: end the signing service, and C_Sign gives 0x6; start it with
- * --approval refuse: 0x50; give C_FindObjectsInit a null pointer: 0x7; call C_Sign with a null
- * pointer for the signature first: openssl finds that what follows is no PSS signature. */
+/* Lists the token's certificates and signs a file with one of them, as a program should that is to
+ * work with both libraries. To see it fail: end the signing service, and C_Sign gives 0x6, of
+ * pkcs11-brivasign-standard 0x30; start it with --approval refuse: 0x50 or 0x201; give
+ * C_FindObjectsInit a null pointer: 0x7; with pkcs11-brivasign, call C_Sign with a null pointer for
+ * the signature first: openssl finds that what follows is no PSS signature. */
 
 #include <dlfcn.h>
 #include <openssl/evp.h>
@@ -10,12 +11,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-/* An even number of handles: a pair is never split, even where there is room for half of it. */
-enum { MOST_HANDLES = 2000, HASH_LENGTH = 32, SIGNATURE_LENGTH = 256 };
+enum { MOST_HANDLES = 1000, HASH_LENGTH = 32, SIGNATURE_LENGTH = 256 };
 
 static CK_FUNCTION_LIST* module;
 static CK_SESSION_HANDLE session;
-/* The module takes no lock: every thread holds this one from the first call of a search or of a
+/* pkcs11-brivasign takes no lock: every thread holds this one from the first call of a search or of a
  * signature to the last. */
 static pthread_mutex_t moduleLock = PTHREAD_MUTEX_INITIALIZER;
 
@@ -24,13 +24,13 @@ static int fails(CK_RV result, const char* call) {
   return result != CKR_OK;
 }
 
-/* Finds certificates, each with its key behind it: one call delivers what it has room for, and no
- * other call delivers the rest. Returns the number of handles. */
-static CK_ULONG find(CK_OBJECT_HANDLE* handles) {
-  CK_ATTRIBUTE none;
+/* Finds the objects of a class, of the certificate `id` or, where that is null, of all: as many as
+ * there is room for, since pkcs11-brivasign delivers once. Returns their number. */
+static CK_ULONG find(CK_OBJECT_CLASS class, CK_ULONG* id, CK_OBJECT_HANDLE* handles) {
+  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &class, sizeof class}, {CKA_ID, id, sizeof *id}};
   CK_ULONG count = 0;
   pthread_mutex_lock(&moduleLock);
-  if (!fails(module->C_FindObjectsInit(session, &none, 0), "C_FindObjectsInit")) {
+  if (!fails(module->C_FindObjectsInit(session, wanted, id == NULL ? 1 : 2), "C_FindObjectsInit")) {
     fails(module->C_FindObjects(session, handles, MOST_HANDLES, &count), "C_FindObjects");
     fails(module->C_FindObjectsFinal(session), "C_FindObjectsFinal");
   }
@@ -70,11 +70,11 @@ static int sign(CK_OBJECT_HANDLE key) {
       !fails(module->C_SignInit(session, &mechanism, key), "C_SignInit") &&
       !fails(module->C_Sign(session, hash, sizeof hash, signature, &room), "C_Sign");
   pthread_mutex_unlock(&moduleLock);
-  return isSigned && fwrite(signature, sizeof signature, 1, stdout) == 1;
+  return isSigned && fwrite(signature, room, 1, stdout) == 1;
 }
 
 int main(int argc, char** argv) {
-  static CK_OBJECT_HANDLE handles[MOST_HANDLES];
+  static CK_OBJECT_HANDLE certificates[MOST_HANDLES], keys[MOST_HANDLES];
   CK_RV (*getFunctionList)(CK_FUNCTION_LIST**) = NULL;
   void* const library = argc > 1 ? dlopen(argv[1], RTLD_NOW) : NULL;
   if (library != NULL) *(void**)&getFunctionList = dlsym(library, "C_GetFunctionList");
@@ -88,10 +88,11 @@ int main(int argc, char** argv) {
     return 1;
   }
   int isDone = argc == 2;
-  const CK_ULONG count = find(handles);
-  for (CK_ULONG i = 0; i < count; i += 2) {
-    const CK_ULONG id = show(handles[i]);
-    if (argc > 2 && id != 0 && id == strtoul(argv[2], NULL, 10)) isDone = sign(handles[i + 1]);
+  const CK_ULONG count = find(CKO_CERTIFICATE, NULL, certificates);
+  for (CK_ULONG i = 0; i < count; ++i) {
+    CK_ULONG id = show(certificates[i]);
+    if (argc < 3 || id == 0 || id != strtoul(argv[2], NULL, 10)) continue;
+    isDone = find(CKO_PRIVATE_KEY, &id, keys) == 1 && sign(keys[0]);
   }
   fails(module->C_CloseAllSessions(1), "C_CloseAllSessions");
   fails(module->C_Finalize(NULL), "C_Finalize");

@@ -52,6 +52,7 @@ edit 's/$/ # why/ if $. == 3'|: a comment needs a line
 edit 's/ 443/\xC2\xA0443/ if $. == 3'|: it holds what is no printable ASCII
 edit 's/^[a-z.]*/..../ if $. == 3'|environments.txt:3: "...." is no host name
 edit 's/^/-/ if $. == 6'|environments.txt:6: "-test.quorvent.invalid" is no host name
+edit 's/^[a-z.]*/192.0.2.1/ if $. == 3'|environments.txt:3: "192.0.2.1" is an IP address
 edit 's/443/0443/ if $. == 4'|environments.txt:4: "0443" is no port
 edit 's/443/0/ if $. == 4'|environments.txt:4: "0" is no port
 edit 's/443/65536/ if $. == 5'|environments.txt:5: "65536" is no port
@@ -60,7 +61,8 @@ echo "x 1" >>$hosts|environments.txt:7: a fifth
 rm -r $anchors|trust-anchors: does not exist
 rm -r $anchors; : >$anchors|trust-anchors: is no folder
 chmod 0 $anchors|trust-anchors: is a folder that
-rm $anchors/*|trust-anchors: holds no
+rm $anchors/*|trust-anchors: holds no *.pem
+rm $anchors/0[136]*|trust-anchors: holds no self-signed
 mv $anchors/06* $anchors/06.PEM|06.PEM: is not called
 cp $anchors/06* "$anchors/a;b.pem"|a;b.pem: a file name with ;
 mkfifo $anchors/05.pem|05.pem: is a named pipe
@@ -77,9 +79,10 @@ ca 's/.{9}(?=\n-----END)/AAAAAAAAA/'|05.pem: the certificate is damaged; its sig
 cp "$pki/server.pem" $anchors/05.pem|: its basicConstraints
 ca '' -addext keyUsage=digitalSignature|: its keyUsage
 ca '' -addext extendedKeyUsage=clientAuth|: its extendedKeyUsage
+openssl genrsa -out d/ca.key 1024 2>/dev/null; pki=d ca ''|05.pem: its RSA key has 1024 bits
 touch $anchors/.DS_Store|
 edit 's/.*/# [a; comment/ if $. == 1'|
-edit 's/$/\n \t\r/ if $. == 3; s/443/65535/ if $. == 5; s/qu/q_/ if $. == 6'|
+rm $anchors/09* $anchors/1*; edit 's/$/\n \t\r/ if $. == 3; s/443/65535/ if $. == 5; s/qu/q_/ if $. == 6'|
 TABLE
 expect "DEPLOYMENT_DIR and DEPLOYMENT_SOURCE must" "$cmake" "${script[@]}"
 [[ $(sed -nE 's/^ *[{]"([^"]*)", "([^"]*)", "([^"]*).*/\1 \2 \3/p' out.cpp) == \
@@ -106,13 +109,14 @@ Release build of the deployment in $scratch/d
   homologation: homologation.quorvent.invalid:443
   production: production.quorvent.invalid:65535
   test: test.q_orvent.invalid:443
-  trust anchors: 12; the first to expire is 03-homologation-root.pem, on 2021-05-05
+  trust anchors: 8; the first to expire is 03-homologation-root.pem, on 2021-05-05
     expired on 2019-03-14: 05-homologation-issuing-v3.pem
     expired on 2019-06-17: 04-homologation-intermediate-v2.pem
     expires within 90 days, on 2021-05-05: 03-homologation-root.pem
+    not valid before 2024-03-13: 08-lets-encrypt-r10.pem
   The host name is not checked (ORVIX_CHECK_HOST_NAME is off): whoever holds any certificate of
   these anchors, and can redirect the connection, is taken for the service.
-  Hosts under .invalid are placeholders: nothing can be signed with this build.
+  Placeholder hosts: nothing can be signed in development, homologation, production, test.
 TEXT
 
 expect "placeholder hosts" "$cmake" --install "$binary" --prefix "$scratch/installed"

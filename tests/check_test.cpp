@@ -9,7 +9,7 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr const char* IDENTIFIER = "f00d-identifier";
+constexpr const char* IDENTIFIER = "f00d-zebra";
 const std::string DEAD_LINK = "is a link that leads nowhere";
 constexpr const char* NOBODY = "nobody";
 // All that lies in a product folder that cannot be used.
@@ -50,7 +50,8 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
   std::filesystem::rename(home / "made.pem", home / "nameless.pem");
   write("certificados/7.cer", certificate(issuedBy("Unknown")));
   write("orvix.log", std::string("not UTF-8: \xFF, ") + IDENTIFIER + "\n");
-  for (const char* name : {"maquinaId", "maquinaIdDes"}) write(name, IDENTIFIER);
+  write("maquinaId", IDENTIFIER);
+  write("maquinaIdDes", "f00d");
   output("cd; cp -R L*/*/Orvix good; mkdir late; cp -R L* late; cd late/L*/*/*; echo 3 >ambiente");
   // Its limit passes while the cases are tried.
   auto silent = localservice::listenerOptions(LOCAL_PKI, localservice::PRODUCTION_PORT + 1);
@@ -75,6 +76,9 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
            {"product-folder.missing " + UNSEEN, "rm -r ../Orvix"},
            {"product-folder.missing " + UNSEEN, "cd ..; rm -r Orvix; ln -s Orvix Orvix", DEAD_LINK},
            {"product-folder.denied " + UNSEEN, "chmod 0 ."},
+           {"product-folder.denied " + UNSEEN,
+            "cd ..; mkdir sec; mv Orvix sec; ln -s sec/Orvix .; chmod 0 sec",
+            "sec/Orvix; #may not enter it\n#in the link's place"},
            {"product-folder.read-only ", "chmod 555 ."},
            {"environment.unknown machine-identifier.missing certificate-folder.missing "
             "log.missing ",
@@ -85,7 +89,8 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "\"???2\" begins with a byte order mark#start local-signing-service"},
            {"environment.no-number machine-identifier.blank connection.failed "
             "secure-channel.unseen ",
-            ": >ambiente; echo '  ' >maquinaIdDes", "ambiente: is empty#nothing but blanks"},
+            ": >ambiente; echo '  ' >maquinaIdDes",
+            "ambiente: is empty#nothing but blanks#mend ambiente"},
            {"environment.not-a-file connection.failed secure-channel.unseen log.denied ",
             "mkdir ambiente; chmod 400 orvix.log",
             "counts as 0: development#(mode 400), and even so#may not write it#  | not"},
@@ -103,7 +108,9 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "orvix.log"},
            {"environment.denied machine-identifier.denied certificate-folder.denied "
             "update-flag.denied log.denied ",
-            "touch ambiente atualizar; chmod 0 maquinaId a* c*; chmod 400 orvix.log"},
+            "ln -s maquinaId ambiente; touch atualizar; chmod 0 maquinaId at* c*; chmod 400 "
+            "orvix.log",
+            {"ambiente: is a link to", "/maquinaId, which belongs to"}},
            {"machine-identifier.unprintable certificate.misnamed certificate.listed-twice "
             "certificate.expired certificate.damaged certificate.other-key-size "
             "certificate.unusable-key certificate.too-large log.large ",
@@ -118,9 +125,9 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             NOBODY},
            {"secure-channel.plain-http ", PLAIN_HTTP, "", NOBODY},
            {"secure-channel.certificate-untrusted ", "", "local issuer", home / "made.pem"},
-           {"secure-channel.certificate-expired ", "", "", home / "expired.pem"},
+           {"secure-channel.certificate-expired ", "", "another host", home / "expired.pem"},
            {"secure-channel.other-name ", "", "the name localhost", home / "nameless.pem"},
-           {.codes = "secure-channel.refused ", .version = TLS1_3_VERSION},
+           {.codes = "secure-channel.refused ", .says = "needs TLS 1.2", .version = TLS1_3_VERSION},
            {.codes = "secure-channel.closed ", .stall = std::chrono::milliseconds(0)}}) {
     output("cd ~/Library/*; chmod -R u+rwX .; rm -rf Orvix; cp -R ~/good Orvix; cd Orvix; " +
            command);
@@ -137,7 +144,7 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
     reports += json;
     EXPECT_EQ(output(everything), before);
     EXPECT_TRUE(!service || service->requests.empty()) << "it sends nothing";
-    EXPECT_THAT(text + json, testing::Not(HasSubstr(IDENTIFIER)));
+    EXPECT_THAT(text + json, testing::Not(HasSubstr("zebra")));
     std::istringstream all(says);
     for (std::string words; std::getline(all, words, '#');) EXPECT_THAT(text, HasSubstr(words));
     EXPECT_FALSE(rapidjson::Document().Parse(json.c_str()).HasParseError()) << json;

@@ -13,7 +13,7 @@ for document in README.md docs/*.md; do
   while read -r link; do
     target=$(dirname "$document")/${link%%#*} heading='.*'
     [[ $link != '#'* ]] || target=$document
-    [[ $link != *'#'* ]] || heading=$(tr - ' ' <<<"${link#*#}")
+    [[ $link != *'#'* ]] || heading=$(tr - . <<<"${link#*#}")
     [[ $target == *.png && -s $target ]] || grep -qixE "#+ $heading" "$target" ||
       complain "$document: dead link $link"
   done < <(grep -oE '\]\([^):]+\)' "$document" | sed 's/^](//; s/)$//')
@@ -29,6 +29,7 @@ done < <(grep '^#define CKR_' "$sources/include/pkcs11t.h")
 # Does with the command $2 what documented_commands says, $1.
 follow() {
   case $1 in
+    both) follow here "$2" && follow here "${2/-standard/}" ;;
     here) eval "$2" >out 2>&1 || complain "fails: $2: $(tail -n 5 out)" ;;
     beside)
       eval "exec $2" >beside 2>&1 < <(yes) &

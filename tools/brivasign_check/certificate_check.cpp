@@ -35,7 +35,6 @@ Listing listEntries() {
   const std::string path = brivasign::productFilePath(FOLDER);
   const brivasign::DirectoryPtr directory = brivasign::openCertificateDirectory();
   const int error = directory == nullptr ? errno : 0;
-  struct stat status = {};
   if (error != 0 && isDeadLink(path)) {
     return {
         .obstacle = {{Status::WRONG, "certificate-folder.missing", DEAD_LINK, DEAD_LINK_ADVICE}}};
@@ -48,9 +47,9 @@ Listing listEntries() {
     return {.obstacle = {{Status::WRONG, "certificate-folder.not-a-folder", "is no folder",
                           "remove it and start the companion application, which creates it"}}};
   }
-  if (stat(path.c_str(), &status) == 0 && access(path.c_str(), R_OK | X_OK) != 0) {
-    return {.obstacle = {{Status::WRONG, "certificate-folder.denied",
-                          denial(status, "read or enter it"), giveBack(path, status)}}};
+  if (access(path.c_str(), R_OK | X_OK) != 0 && errno == EACCES) {
+    const auto [message, advice] = denial(path, "read or enter it");
+    return {.obstacle = {{Status::WRONG, "certificate-folder.denied", message, advice}}};
   }
   if (error != 0) {
     return {
@@ -92,9 +91,16 @@ Finding judge(X509* certificate, std::uint64_t id) {
                        {"validUntil", until},
                        {"hasUsableKey", hasUsableKey}};
   const int validity = compareValidity(certificate);
+  if (validity < 0 && X509_cmp_current_time(X509_get0_notAfter(certificate)) == 0) {
+    return {Status::WRONG, "certificate.expired",
+            "the end of its validity is malformed, which counts as expired",
+            "have the certificate issued anew", facts};
+  }
   if (validity < 0) {
     return {Status::WRONG, "certificate.expired", "expired on " + until,
-            "renew the certificate, or remove it with the companion application", facts};
+            "if this computer's date and time are right, renew the certificate, or remove it with "
+            "the companion application",
+            facts};
   }
   if (validity > 0) {
     return {Status::WRONG, "certificate.not-yet-valid", "is not valid before " + from,
@@ -207,9 +213,10 @@ Findings checkCertificates(const TimeLimit& limit) {
     if (!finding) break;
   }
   if (isEmpty) {
-    findings.push_back({Status::WRONG, "certificate-folder.empty", "holds no certificate",
-                        "sign in to the companion application, which fetches them"});
-    findings.back().entry = FOLDER;
+    findings.insert(findings.begin(),
+                    {Status::WRONG, "certificate-folder.empty", "holds no certificate",
+                     "sign in to the companion application, which fetches them"});
+    findings.front().entry = FOLDER;
   }
   return findings;
 }

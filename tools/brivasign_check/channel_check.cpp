@@ -6,6 +6,8 @@
 namespace diagnosis {
 namespace {
 
+constexpr const char* NO_PROXY = "no proxy is used: this host and port must be reachable directly";
+
 // Resolves the host of `environment` into `addresses`; none on failure.
 Finding checkName(const brivasign::ServiceEnvironment& environment, const TimeLimit& limit,
                   std::vector<Address>& addresses) {
@@ -16,16 +18,17 @@ Finding checkName(const brivasign::ServiceEnvironment& environment, const TimeLi
             host + " does not resolve: it is a placeholder",
             "use a module that was built with the service's hosts"};
   }
-  constexpr const char* ADVICE = "look whether this computer is online and its name servers answer";
+  const std::string advice =
+      "look whether this computer is online and its name servers answer; " + std::string(NO_PROXY);
   auto resolution = limit.run("the name resolution of " + host, [environment] {
     return resolve(environment.host, environment.port);
   });
   if (!resolution) {
-    return {Status::WRONG, "name-resolution.timeout", host + ": " + limit.exceeded(), ADVICE};
+    return {Status::WRONG, "name-resolution.timeout", host + ": " + limit.exceeded(), advice};
   }
   if (resolution->addresses.empty()) {
     return {Status::WRONG, "name-resolution.failed",
-            host + " does not resolve: " + resolution->reason, ADVICE};
+            host + " does not resolve: " + resolution->reason, advice};
   }
   addresses = std::move(resolution->addresses);
   std::string list;
@@ -71,7 +74,8 @@ Finding checkConnection(const std::vector<Address>& addresses, const std::string
   return {Status::WRONG, "connection.failed", message,
           place.starts_with("localhost ") ? "start local-signing-service"
                                           : "look whether a firewall blocks this host and port and "
-                                            "whether the service is running"};
+                                            "whether the service is running; " +
+                                                std::string(NO_PROXY)};
 }
 
 }  // namespace

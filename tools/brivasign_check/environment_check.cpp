@@ -171,15 +171,19 @@ EnvironmentCheck checkEnvironment(bool hasFolder, const TimeLimit& limit) {
   return check;
 }
 
-Findings checkMachineIds(std::int32_t index, const TimeLimit& limit) {
+Findings checkMachineIds(const EnvironmentCheck& environment, const TimeLimit& limit) {
   Findings findings;
   for (std::int32_t i = 0; i < static_cast<std::int32_t>(brivasign::ENVIRONMENT_COUNT); ++i) {
     const char* const file =
         brivasign::serviceEnvironments[static_cast<std::size_t>(i)].machineIdFile;
-    if (i == index) {
+    if (i == environment.index) {
       findings.push_back(limit.run(file, [file, i] { return checkMachineId(file, i); })
                              .value_or(Finding{Status::WRONG, "machine-identifier.timeout",
                                                limit.exceeded(), DISK_ADVICE}));
+      Finding& finding = findings.back();
+      if (finding.status != Status::OK && environment.finding.status == Status::WRONG) {
+        finding.advice = std::string("mend ") + FILE_NAME + " first, then run this again";
+      }
     } else {
       const auto look = limit.run(
           file, [path = brivasign::productFilePath(file)] { return lookBeforeReading(path); });

@@ -14,8 +14,8 @@ struct EnvironmentCheck {
 // Tells which environment is selected, and why. With `hasFolder` false nothing can be read.
 EnvironmentCheck checkEnvironment(bool hasFolder, const TimeLimit& limit);
 
-// Tells whether the machine identifier of environment `index` is there, without showing it, and
-// whether what stands for those of the others can be read without harm.
-Findings checkMachineIds(std::int32_t index, const TimeLimit& limit);
+// Tells whether the machine identifier of `environment` is there, without showing it, and whether
+// what stands for those of the others can be read without harm.
+Findings checkMachineIds(const EnvironmentCheck& environment, const TimeLimit& limit);
 
 }  // namespace diagnosis

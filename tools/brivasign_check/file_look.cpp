@@ -54,6 +54,36 @@ bool isOwn(const std::string& home) {
          home == userOf(geteuid()).home;
 }
 
+fs::path targetOf(const fs::path& link) {
+  std::error_code ignored;
+  return link.parent_path() / fs::read_symlink(link, ignored);
+}
+
+// Returns what denies `path`: itself, or, of a link, what it leads to or a folder on the way there.
+fs::path denyingPart(const fs::path& path) {
+  std::error_code ignored;
+  if (!fs::is_symlink(path, ignored)) return path;
+  fs::path walked;
+  for (const fs::path& part : targetOf(path)) {
+    if (access((walked /= part).c_str(), X_OK) != 0) break;
+  }
+  return denyingPart(walked);
+}
+
+std::string denialBy(const struct stat& status, const std::string& what) {
+  const std::string user = userName(geteuid());
+  std::array<char, sizeof "7777"> mode{};
+  std::snprintf(mode.data(), mode.size(), "%03o", static_cast<unsigned>(status.st_mode & 07777U));
+  const std::string owner = "belongs to " + userName(status.st_uid) + " (mode " + mode.data() + ")";
+  return owner + (status.st_uid == geteuid() ? ", and even so " : ", and ") + user + " may not " +
+         what;
+}
+
+FileLook deniedFile(const std::string& path, int rights) {
+  const auto [message, advice] = denial(path, nameOf(rights) + " it");
+  return {.state = FileState::DENIED, .message = message, .advice = advice};
+}
+
 }  // namespace
 
 FileLook lookAt(const std::string& path, int rights) {
@@ -64,6 +94,7 @@ FileLook lookAt(const std::string& path, int rights) {
       return {.state = FileState::MISSING, .message = DEAD_LINK, .advice = DEAD_LINK_ADVICE};
     }
     if (error == ENOENT) return {.state = FileState::MISSING};
+    if (error == EACCES) return deniedFile(path, rights);
     return {.state = FileState::DENIED,
             .message = "cannot be reached: " + std::system_category().message(error),
             .advice = "look at the folders on the way to it and at the disk that holds them"};
@@ -83,11 +114,7 @@ FileLook lookAt(const std::string& path, int rights) {
     error = errno;
   }
   if (denied == 0) return {.size = status.st_size};
-  if (error == EACCES) {
-    return {.state = FileState::DENIED,
-            .message = denial(status, nameOf(denied) + " it"),
-            .advice = giveBack(path, status)};
-  }
+  if (error == EACCES) return deniedFile(path, denied);
   return {.state = FileState::DENIED,
           .message = "cannot be used: " + std::system_category().message(error),
           .advice = DISK_ADVICE};
@@ -109,20 +136,25 @@ bool isDeadLink(const std::string& path) {
          lstat(path.c_str(), &status) == 0;
 }
 
-std::string denial(const struct stat& status, const std::string& what) {
-  const std::string user = userName(geteuid());
-  std::array<char, sizeof "7777"> mode{};
-  std::snprintf(mode.data(), mode.size(), "%03o", static_cast<unsigned>(status.st_mode & 07777U));
-  const std::string owner = "belongs to " + userName(status.st_uid) + " (mode " + mode.data() + ")";
-  return owner + (status.st_uid == geteuid() ? ", and even so " : ", and ") + user + " may not " +
-         what;
+Denial denial(const std::string& path, const std::string& what) {
+  const fs::path part = denyingPart(path);
+  struct stat status = {};
+  stat(part.c_str(), &status);
+  if (part == path) return {denialBy(status, what), giveBack(path, status)};
+  const fs::path target = targetOf(path);
+  const bool isShut = S_ISDIR(status.st_mode) && access(part.c_str(), X_OK) != 0;
+  return {"is a link to " + target.string() +
+              (part == target ? ", which " : "; " + part.string() + " ") +
+              denialBy(status, isShut ? "enter it" : what),
+          "have the owner allow it, or put what is this user's own in the link's place"};
 }
 
 std::string giveBack(const std::string& path, const struct stat& status) {
   const char* const variable = std::getenv("HOME");
   std::string home = variable == nullptr ? "" : variable;
   while (home.ends_with('/')) home.pop_back();
-  if (!isOwn(home)) return "";
+  std::error_code ignored;
+  if (!isOwn(home) || fs::is_symlink(path, ignored)) return "";
   if (home.starts_with(path + '/')) return "let users through: sudo chmod a+x " + quoted(path);
   // What a folder above the product's holds besides is not this project's matter.
   const bool isFolder = S_ISDIR(status.st_mode);
@@ -132,7 +164,7 @@ std::string giveBack(const std::string& path, const struct stat& status) {
   const mode_t needed = isFolder ? S_IRWXU : S_IRUSR | S_IWUSR;
   const std::string allow = "chmod " + all + "u+rwX " + quoted(path);
   if (status.st_uid == geteuid()) return "allow it: " + allow;
-  return "give it back: sudo chown " + all + userName(geteuid()) + " " + quoted(path) +
+  return "give it back: sudo chown " + all + quoted(userName(geteuid())) + " " + quoted(path) +
          ((status.st_mode & needed) == needed ? "" : " && " + allow);
 }
 

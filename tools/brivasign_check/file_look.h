@@ -45,11 +45,16 @@ inline constexpr const char* DEAD_LINK = "is a link that leads nowhere";
 inline constexpr const char* DEAD_LINK_ADVICE =
     "bring back the file, folder or disk that it leads to, or remove the link";
 
-// Says that this user may not do `what` with a file or folder of `status`, "read it" for instance.
-std::string denial(const struct stat& status, const std::string& what);
+struct Denial {
+  std::string message;
+  std::string advice;  // empty when HOME is somebody else's
+};
+
+// Tells why this user may not do `what`, "read it" for instance, with the file or folder `path`.
+Denial denial(const std::string& path, const std::string& what);
 
 // Returns what lets this user use `path`, which has `status` and is denied: commands of the shell;
-// nothing when HOME is somebody else's.
+// nothing when it is a link, or when HOME is somebody else's.
 std::string giveBack(const std::string& path, const struct stat& status);
 
 // Returns `path` in quotes of the shell.

@@ -1,6 +1,7 @@
 #include "brivasign_check/folder_check.h"
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -40,15 +41,19 @@ Way wayTo(const std::string& folder) {
 }
 
 // Tells why `way` ends before its folder, but for what is missing or no folder.
-std::string reasonOf(const Way& way) {
-  if (way.error != EACCES) {
-    return way.end + " cannot be entered: " + std::system_category().message(way.error);
-  }
-  return way.end + " " + denial(way.status, "enter it");
+Denial reasonOf(const Way& way) {
+  const auto [message, advice] =
+      way.error == EACCES
+          ? denial(way.end, "enter it")
+          : Denial{"cannot be entered: " + std::system_category().message(way.error), DISK_ADVICE};
+  return {way.end + " " + message, advice};
 }
 
-std::string adviceFor(const Way& way) {
-  return way.error == EACCES ? giveBack(way.end, way.status) : DISK_ADVICE;
+// Returns whether nothing more can be written to the disk that holds `folder`. Some do not count.
+bool isFull(const std::string& folder) {
+  struct statvfs disk = {};
+  return statvfs(folder.c_str(), &disk) == 0 &&
+         ((disk.f_blocks != 0 && disk.f_bavail == 0) || (disk.f_files != 0 && disk.f_favail == 0));
 }
 
 Finding checkHome() {
@@ -72,8 +77,8 @@ Finding checkHome() {
     return {Status::WRONG, "home.not-a-folder", way.end + " is no folder", OWN_HOME};
   }
   if (way.error != 0) {
-    const std::string advice = adviceFor(way);
-    return {Status::WRONG, "home.denied", reasonOf(way), advice.empty() ? OWN_HOME : advice};
+    const auto [message, advice] = reasonOf(way);
+    return {Status::WRONG, "home.denied", message, advice.empty() ? OWN_HOME : advice};
   }
   if (way.status.st_uid != geteuid() && geteuid() != 0) {
     const std::string owner = userName(way.status.st_uid);
@@ -102,16 +107,23 @@ Finding checkProductFolder() {
             "remove it and start the companion application, which creates the folder"};
   }
   if (way.error != 0) {
-    return {Status::WRONG, "product-folder.denied", reasonOf(way), adviceFor(way)};
+    const auto [message, advice] = reasonOf(way);
+    return {Status::WRONG, "product-folder.denied", message, advice};
   }
-  if (access(path.c_str(), W_OK) == 0) return {Status::OK, "product-folder.ok", path};
+  if (access(path.c_str(), W_OK) == 0) {
+    if (!isFull(path)) return {Status::OK, "product-folder.ok", path};
+    return {Status::NOTE, "product-folder.full",
+            "the disk that holds " + path + " is full: signing works, but the log is not kept",
+            "make room on it"};
+  }
   const int error = errno;
-  const std::string reason = error == EACCES
-                                 ? denial(way.status, "write to it")
-                                 : "cannot be written to: " + std::system_category().message(error);
+  const auto [reason, advice] =
+      error == EACCES
+          ? denial(path, "write to it")
+          : Denial{"cannot be written to: " + std::system_category().message(error), DISK_ADVICE};
   return {Status::NOTE, "product-folder.read-only",
           path + " " + reason + ": signing works, but no log and no update flag can be made",
-          error == EACCES ? giveBack(path, way.status) : DISK_ADVICE};
+          advice};
 }
 
 Findings checkFolders() {

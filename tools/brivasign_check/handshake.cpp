@@ -18,8 +18,10 @@ constexpr const char* TELL_OPERATOR = "tell those who run the service, with this
 
 // What a handshake leaves behind.
 struct Trace {
-  Facts refused;      // about the certificate that fails verification
-  std::string start;  // of what the server says: as many bytes as a record's header has
+  Facts refused;              // about the certificate that fails verification
+  bool isCa = false;          // whether that is one above the server's
+  bool hasOtherName = false;  // whether the server's is, besides, for another host
+  std::string start;          // of what the server says: as many bytes as a record's header has
 };
 
 Facts factsOf(X509* certificate) {
@@ -29,13 +31,22 @@ Facts factsOf(X509* certificate) {
           {"validUntil", timeText(X509_get0_notAfter(certificate))}};
 }
 
+bool isFor(X509* certificate, const char* host) {
+  return brivasign::HOST_NAME_CHECK == brivasign::HostNameCheck::NONE ||
+         X509_check_host(certificate, host, 0, 0, nullptr) == 1;
+}
+
 // Notes the certificate that fails verification; changes no result.
 int noteFailure(int isGood, X509_STORE_CTX* verification) {
   X509* const certificate = X509_STORE_CTX_get_current_cert(verification);
   if (isGood != 0 || certificate == nullptr) return isGood;
   const auto* const connection = static_cast<const SSL*>(
       X509_STORE_CTX_get_ex_data(verification, SSL_get_ex_data_X509_STORE_CTX_idx()));
-  static_cast<Trace*>(SSL_get_app_data(connection))->refused = factsOf(certificate);
+  auto* const trace = static_cast<Trace*>(SSL_get_app_data(connection));
+  trace->refused = factsOf(certificate);
+  trace->isCa = X509_STORE_CTX_get_error_depth(verification) > 0;
+  trace->hasOtherName = !isFor(X509_STORE_CTX_get0_cert(verification),
+                               SSL_get_servername(connection, TLSEXT_NAMETYPE_host_name));
   return isGood;
 }
 
@@ -54,18 +65,27 @@ bool isTls(const std::string& start) {
          start[0] <= SSL3_RT_APPLICATION_DATA && start[1] == SSL3_VERSION_MAJOR;
 }
 
-Finding refusedCertificate(long verification, const Facts& facts) {
-  const std::string message = std::string("the server's certificate is refused: ") +
-                              X509_verify_cert_error_string(verification);
+Finding refusedCertificate(long verification, const Trace& trace) {
+  const Facts& facts = trace.refused;
+  const std::string message =
+      std::string(trace.isCa ? "a CA's" : "the server's") +
+      " certificate is refused: " + X509_verify_cert_error_string(verification) +
+      (trace.hasOtherName ? "; the server's is for another host besides" : "");
+  constexpr const char* NEW_CHAIN =
+      "update the module, or let those who run the service send another chain";
   switch (verification) {
     case X509_V_ERR_CERT_HAS_EXPIRED:
       return {Status::WRONG, "secure-channel.certificate-expired", message,
-              "if this computer's date and time are right, tell those who run the service to renew "
-              "the certificate",
+              "if this computer's date and time are right, " +
+                  std::string(trace.isCa ? NEW_CHAIN
+                                         : "tell those who run the service to renew the "
+                                           "certificate"),
               facts};
     case X509_V_ERR_CERT_NOT_YET_VALID:
       return {Status::WRONG, "secure-channel.certificate-not-yet-valid", message,
-              "correct this computer's date and time", facts};
+              "correct this computer's date and time; if they are right, " +
+                  std::string(trace.isCa ? NEW_CHAIN : TELL_OPERATOR),
+              facts};
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
     case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
@@ -101,12 +121,15 @@ Finding failedHandshake(int sslError, const std::string& start) {
             "look for a firewall or proxy that cuts connections to this host, and tell those who "
             "run the service"};
   }
-  const char* const reason = ERR_reason_error_string(error);
+  const char* const text = ERR_reason_error_string(error);
+  const int reason = ERR_GET_REASON(error);
+  const bool isVersion = reason == SSL_R_TLSV1_ALERT_PROTOCOL_VERSION ||
+                         reason == SSL_R_UNSUPPORTED_PROTOCOL || reason == SSL_R_WRONG_SSL_VERSION;
   return {
       Status::WRONG, "secure-channel.refused",
-      std::string("the handshake was refused: ") + (reason == nullptr ? "unknown reason" : reason),
-      "the module needs TLS 1.2: look for a proxy in between, and tell those who run the "
-      "service, with this report"};
+      std::string("the handshake was refused: ") + (text == nullptr ? "unknown reason" : text),
+      (isVersion ? "the module needs TLS 1.2: look for a proxy in between, and " : std::string()) +
+          TELL_OPERATOR};
 }
 
 // Tells of a handshake that was made, in the words `made`, and whether the library that follows the
@@ -118,7 +141,7 @@ Finding judgeHostName(X509* server, const char* host, const std::string& made) {
                 "; pkcs11-brivasign-standard is built not to compare its name: whoever holds any "
                 "certificate of a trusted CA can pose as the service"};
   }
-  if (X509_check_host(server, host, 0, 0, nullptr) != 1) {
+  if (!isFor(server, host)) {
     return {Status::WRONG, "secure-channel.other-name",
             std::string("the server's certificate does not carry the name ") + host +
                 ": pkcs11-brivasign-standard refuses it, pkcs11-brivasign does not",
@@ -146,7 +169,7 @@ Finding checkHandshake(int socket, const char* host) {
 
   const int error = SSL_get_error(connection.get(), SSL_connect(connection.get()));
   const long verification = SSL_get_verify_result(connection.get());
-  if (verification != X509_V_OK) return refusedCertificate(verification, trace.refused);
+  if (verification != X509_V_OK) return refusedCertificate(verification, trace);
   if (error != SSL_ERROR_NONE) return failedHandshake(error, trace.start);
 
   const brivasign::X509Ptr server(SSL_get_peer_certificate(connection.get()));

@@ -26,7 +26,8 @@ constexpr std::int64_t LARGE = 10 * MIB;
 
 bool isSeen(char c) { return c > ' ' && c < 0x7F; }
 
-// Returns the machine identifiers of this computer; nothing when there is one that cannot be read.
+// Returns the machine identifiers of this computer, the longest first; nothing when there is one
+// that cannot be read.
 std::optional<std::vector<std::string>> secrets() {
   std::vector<std::string> identifiers;
   for (std::size_t i = 0; i < brivasign::ENVIRONMENT_COUNT; ++i) {
@@ -41,10 +42,13 @@ std::optional<std::vector<std::string>> secrets() {
                      std::find_if(identifier.begin(), identifier.end(), isSeen));
     if (!identifier.empty()) identifiers.push_back(identifier);
   }
+  // Without the shorter one that it begins with, the rest of a longer one would stay visible.
+  std::sort(identifiers.begin(), identifiers.end(),
+            [](const auto& a, const auto& b) { return a.size() > b.size(); });
   return identifiers;
 }
 
-// Replaces every one of `identifiers` in `text`.
+// Replaces every one of `identifiers`, the longest first, in `text`.
 void mask(std::string& text, const std::vector<std::string>& identifiers) {
   constexpr const char* MASK = "********";
   for (const std::string& identifier : identifiers) {

@@ -50,7 +50,7 @@ diagnosis::Report diagnose(const std::string& program, const diagnosis::TimeLimi
   report.findings.push_back(environment.finding);
   using diagnosis::Status;
   if (hasFolder) {
-    append(report.findings, diagnosis::checkMachineIds(environment.index, limit));
+    append(report.findings, diagnosis::checkMachineIds(environment, limit));
     append(report.findings, diagnosis::checkCertificates(limit));
   } else {
     append(report.findings, {{Status::NOTE, "machine-identifier.unseen", diagnosis::UNSEEN},
@@ -88,8 +88,7 @@ int run(const std::string& program, const std::vector<std::string>& arguments) {
          "Wait so long for each step, from 1 to 600 (default 10)")
       ->type_name("SECONDS")
       ->take_last();
-  app.add_flag("--version", wantsVersion,
-               "Only print what this program and the module beside\nit were built from")
+  app.add_flag("--version", wantsVersion, "Only print what this program was built from")
       ->excludes(json);
   app.footer("Exit status: 0 nothing is wrong, 1 something is, 2 wrong usage or no report.");
   if (const auto status = tools::parse(app, arguments)) return *status;
