@@ -110,7 +110,7 @@ TEST_F(Check, NamesTheCauseAndChangesNothing) {
             "update-flag.denied log.denied ",
             "ln -s maquinaId ambiente; touch atualizar; chmod 0 maquinaId at* c*; chmod 400 "
             "orvix.log",
-            {"ambiente: is a link to", "/maquinaId, which belongs to"}},
+            "ambiente: is a link to#/maquinaId, which belongs to"},
            {"machine-identifier.unprintable certificate.misnamed certificate.listed-twice "
             "certificate.expired certificate.damaged certificate.other-key-size "
             "certificate.unusable-key certificate.too-large log.large ",
