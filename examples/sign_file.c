@@ -15,8 +15,8 @@ enum { MOST_HANDLES = 1000, HASH_LENGTH = 32, SIGNATURE_LENGTH = 256 };
 
 static CK_FUNCTION_LIST* module;
 static CK_SESSION_HANDLE session;
-/* pkcs11-brivasign takes no lock: every thread holds this one from the first call of a search or of a
- * signature to the last. */
+/* pkcs11-brivasign takes no lock: every thread holds this one from the first call of a search or of
+ * a signature to the last. */
 static pthread_mutex_t moduleLock = PTHREAD_MUTEX_INITIALIZER;
 
 static int fails(CK_RV result, const char* call) {

@@ -10,8 +10,8 @@
 #include "certcache/certcache.h"
 #include "certcache/certificate_label.h"
 #include "certcache/object_handle.h"
-#include "pkcs11-brivasign/checks.h"
 #include "host_memory.h"
+#include "pkcs11-brivasign/checks.h"
 #include "pkcs11-brivasign/name_encoding.h"
 #include "pkcs11.h"
 

@@ -4,8 +4,8 @@
 
 #include "certcache/certcache.h"
 #include "certcache/object_handle.h"
-#include "pkcs11-brivasign/checks.h"
 #include "host_memory.h"
+#include "pkcs11-brivasign/checks.h"
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11-brivasign/name_encoding.h"
 #include "pkcs11-brivasign/operation.h"

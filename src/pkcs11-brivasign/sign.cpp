@@ -1,6 +1,6 @@
 #include "certcache/object_handle.h"
-#include "pkcs11-brivasign/checks.h"
 #include "host_memory.h"
+#include "pkcs11-brivasign/checks.h"
 #include "pkcs11-brivasign/mechanisms.h"
 #include "pkcs11-brivasign/module_state.h"
 #include "pkcs11-brivasign/operation.h"
