@@ -41,8 +41,8 @@ class StandardTest : public ServiceTest {
 // notification.
 class RealService {
  public:
-  explicit RealService(const localservice::ServiceOptions& options = {})
-      : service_(localservice::Signer(LOCAL_PKI "/users"), options, log_),
+  RealService()
+      : service_(localservice::Signer(LOCAL_PKI "/users"), {}, log_),
         listener_(SERVICE, [this](const std::string& request) {
           localservice::Reply reply = service_.handle(request);
           static const std::regex NOTIFIED("Enviada\":true");
