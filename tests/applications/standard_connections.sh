@@ -27,7 +27,7 @@ visit 5 "${browser[@]}" "$HOME/seen.png" "https://127.0.0.1:$TLS_PORT/"
 # shellcheck disable=SC2016  # of the inner shell
 # Before a folder, one of the system, and a command: the command sees the first in place of the second.
 seeing=(unshare --map-root-user --mount bash -c 'mount --bind "$0" "$1" && exec "${@:2}"')
-if command -v chromium >/dev/null; then
+if command -v chromium >/dev/null && [[ -d /etc/chromium/policies ]]; then
   mkdir -p .pki policies/managed
   makeNssDatabase
   mv nssdb .pki

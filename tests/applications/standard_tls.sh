@@ -2,6 +2,7 @@
 # stunnel and OpenVPN authenticate themselves to a server.
 source "$(dirname "$0")/support.sh"
 setUp "$1" stunnel4 command -v stunnel4
+command -v curl >/dev/null || { echo "skipped: there is no curl" && exit 77; }
 # Nobody else is there during this test.
 readonly STUNNEL_PORT=$((TLS_PORT - 1)) VPN_PORT=$((TLS_PORT - 2))
 
