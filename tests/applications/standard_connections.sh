@@ -27,14 +27,14 @@ visit 5 "${browser[@]}" "$HOME/seen.png" "https://127.0.0.1:$TLS_PORT/"
 # shellcheck disable=SC2016  # of the inner shell
 # Before a folder, one of the system, and a command: the command sees the first in place of the second.
 seeing=(unshare --map-root-user --mount bash -c 'mount --bind "$0" "$1" && exec "${@:2}"')
-if command -v chromium >/dev/null && [[ -d /etc/chromium/policies ]]; then
-  mkdir -p .pki policies/managed
+if command -v chromium >/dev/null; then
+  mkdir -p .pki chromium/policies/managed
   makeNssDatabase
   mv nssdb .pki
   printf '{"AutoSelectCertificateForUrls": ["{\\"pattern\\":\\"*\\",\\"filter\\":{}}"]}' \
-    >policies/managed/select.json
-  visit 5 "${seeing[@]}" policies /etc/chromium/policies timeout 60 chromium --headless \
-    --no-sandbox --screenshot=chromium.png "https://127.0.0.1:$TLS_PORT/"
+    >chromium/policies/managed/select.json
+  visit 5 "${seeing[@]}" chromium /etc/chromium timeout 60 chromium --headless --no-sandbox \
+    --screenshot=chromium.png "https://127.0.0.1:$TLS_PORT/"
 fi
 if command -v openconnect >/dev/null; then
   mkdir modules
