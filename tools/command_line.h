@@ -44,9 +44,8 @@ Number wholeNumber(const std::string& option, const std::string& value, Number l
 // standard error that names the bad argument. Neither --help nor an argument too many throws, as
 // the library's own would.
 inline std::optional<int> parse(CLI::App& app, std::vector<std::string> arguments) {
-  bool wantsHelp = false;
   app.set_help_flag();
-  app.add_flag("--help", wantsHelp, "Print this text");
+  const CLI::Option* const help = app.add_flag("--help")->description("Print this text");
   app.allow_extras();
   std::string mistake;
   try {
@@ -58,7 +57,8 @@ inline std::optional<int> parse(CLI::App& app, std::vector<std::string> argument
   } catch (const CLI::ParseError& error) {
     mistake = error.what();
   }
-  if (wantsHelp) {
+  // Whatever else may be wrong.
+  if (help->count() > 0) {
     print(app.help());
     return 0;
   }

@@ -58,16 +58,16 @@ Approval parseApproval(const std::string& option, const std::string& text) {
                 : Approval{.waitingQueries = number};
 }
 
+// Some releases of the library drop blanks at the start of a line.
 constexpr const char* APPROVALS =
     "What becomes of a signature request (default at-once):\n"
-    "  at-once   approved at the first status query\n"
-    "  after=N   approved after N status queries answered \"waiting\"\n"
-    "  after=Ns  approved N seconds after it was filed\n"
-    "  refuse    refused at the first status query\n"
-    "  wait      left waiting for ever\n"
-    "  ask       a person at this terminal decides\n"
-    "  phone     a person decides in a browser, on the page whose\n"
-    "            address is printed";
+    "- at-once: approved at the first status query\n"
+    "- after=N: approved after N queries answered \"waiting\"\n"
+    "- after=Ns: approved N seconds after it was filed\n"
+    "- refuse: refused at the first status query\n"
+    "- wait: left waiting for ever\n"
+    "- ask: a person at this terminal decides\n"
+    "- phone: a person decides in a browser";
 
 }  // namespace
 
@@ -105,9 +105,9 @@ std::optional<int> parseOptions(std::vector<std::string> arguments, Options& opt
       "End the connection after so many bytes of every reply");
   add("--ending", "MODE", options.faults.ending, parseEnding,
       "How connections end (default close-notify):\n"
-      "  close-notify  in order\n"
-      "  close         without TLS close_notify\n"
-      "  reset         by a TCP reset");
+      "- close-notify: in order\n"
+      "- close: without TLS close_notify\n"
+      "- reset: by a TCP reset");
   add("--stall", "MS", options.faults.stall, parseMilliseconds,
       "Once a client begins the handshake, say nothing for so long,\n"
       "then end the connection");
