@@ -23,7 +23,7 @@ SigningService makeService(const Approval& approval, EventLog& log) {
 
 const std::string FILING = "POST /brivasign-api/api/drivers/assinatura HTTP/1.1\r\n";
 const std::string BODY =
-    R"({"certificadoId":1001,"desafio":"ZGF0YQ==","pid":"7","executavel":"\u001bapp"})";
+    R"({"certificadoId":1001,"desafio":"ZGF0YQ==","pid":"7","executavel":"\u001b\u202eapp"})";
 
 }  // namespace
 
@@ -80,7 +80,7 @@ TEST(LocalService, AsksOnOneLineAboutOneRequestAtATime) {
   service.decide(0, true);
   service.refuseAll();
   const std::string question =
-      ", application: \\?app, process: 7, certificate: 1001, holder: Maria Exemplo, hash: -, "
+      ", application: \\?\\?app, process: 7, certificate: 1001, holder: Maria Exemplo, hash: -, "
       "padding: PKCS#1 v1.5, bytes: 4: approve\\? \\[y/n\\] ";
   const std::string first = "request 1" + question, second = "request 2" + question;
   EXPECT_THAT(terminal.str(), testing::MatchesRegex(first + "\n" + first + "\n" + second + "\n"));

@@ -17,6 +17,7 @@ expect() {
 cp -r "$pki" "$scratch/pki"
 rm "$scratch/pki/server.key"
 expect 0 "--approval" --help
+expect 0 "local-signing-service 2." --version
 expect 2 "--pki"
 expect 2 "--colour" --pki "$pki" --colour
 expect 2 "--approval" --pki "$pki" --approval perhaps
@@ -35,6 +36,21 @@ kill %1
 wait %1
 grep -q " connection 1: error 400, line: GET /, reason: .*HTTP" "$scratch/out"
 grep -q " connection 1: dropped, reason: as asked, by a reset after byte 8$" "$scratch/out"
+
+mkfifo "$scratch/typed"
+"$service" --pki "$pki" --port "$port" --approval ask <"$scratch/typed" >"$scratch/out" 2>"$scratch/asked" &
+exec {typed}>"$scratch/typed"
+until grep -q "listening" "$scratch/out"; do sleep 0.05; done
+body='{"certificadoId":1001,"desafio":"ZGF0YQ==","pid":"7","executavel":"app"}'
+printf 'POST /brivasign-api/api/drivers/assinatura HTTP/1.1\r\nContent-Length: %s\r\n\r\n%s' ${#body} \
+  "$body" | openssl s_client -quiet -connect "localhost:$port" >/dev/null 2>&1
+printf 'yes\ny\n' >&"$typed"
+exec {typed}>&-
+until grep -q " refusing, reason: standard input" "$scratch/out"; do sleep 0.05; done
+kill %1
+wait %1
+[[ $(grep -o 'approve? \[y/n\]' "$scratch/asked" | wc -l) -eq 2 ]]
+grep -q " request 1: approved$" "$scratch/out"
 
 "$service" --pki "$pki" --port "$port" --stall 0 --json >"$scratch/out" &
 until grep -q '"event":"listening"' "$scratch/out"; do sleep 0.05; done

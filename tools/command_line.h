@@ -40,10 +40,13 @@ Number wholeNumber(const std::string& option, const std::string& value, Number l
 }
 
 // Reads the command line, without the program's name, into what `app` was told. Returns nothing
-// when the program is to go on; else the status to end with, after --help or after a sentence on
-// standard error that names the bad argument. Neither --help nor an argument too many throws, as
-// the library's own would.
-inline std::optional<int> parse(CLI::App& app, std::vector<std::string> arguments) {
+// when the program is to go on; else the status to end with, after --help, after --version where
+// there is a `version` to print, or after a sentence on standard error that names the bad argument.
+// Neither these options nor an argument too many throws, as the library's own would.
+inline std::optional<int> parse(CLI::App& app, std::vector<std::string> arguments,
+                                const std::string& version = "") {
+  const CLI::Option* const asked =
+      version.empty() ? nullptr : app.add_flag("--version")->description("Print the version");
   app.set_help_flag();
   const CLI::Option* const help = app.add_flag("--help")->description("Print this text");
   app.allow_extras();
@@ -60,6 +63,10 @@ inline std::optional<int> parse(CLI::App& app, std::vector<std::string> argument
   // Whatever else may be wrong.
   if (help->count() > 0) {
     print(app.help());
+    return 0;
+  }
+  if (asked != nullptr && asked->count() > 0) {
+    print(version);
     return 0;
   }
   if (mistake.empty()) return std::nullopt;

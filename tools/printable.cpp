@@ -26,14 +26,27 @@ bool isControl(unsigned char c) { return c < ' ' || c == 0x7F; }
 
 bool isBeyondAscii(unsigned char c) { return c >= 0x80; }
 
+// Returns how long the character at the start of `text`, which is UTF-8, is if it is none of those
+// to be shown: U+0080 to U+009F, which terminals obey, or what ends a line or turns the order of
+// letters around. Else 0.
+std::size_t lengthOfUnsafe(std::string_view text) {
+  const auto isLast = [&](std::string_view start, unsigned char least, unsigned char most) {
+    if (!text.starts_with(start)) return false;
+    const auto last = static_cast<unsigned char>(text[start.size()]);
+    return last >= least && last <= most;
+  };
+  if (isLast("\xC2", 0x80, 0x9F)) return 2;
+  return isLast("\xE2\x80", 0xA8, 0xAE) || isLast("\xE2\x81", 0xA6, 0xA9) ? 3 : 0;
+}
+
 }  // namespace
 
 std::string printable(std::string text) {
   std::replace_if(text.begin(), text.end(), isControl, '?');
   if (!isUtf8(text)) std::replace_if(text.begin(), text.end(), isBeyondAscii, '?');
-  // U+0080 to U+009F, which terminals obey too, begin with C2, as do sixty-four letters and signs.
-  for (std::size_t at = 0; (at = text.find('\xC2', at)) != std::string::npos; ++at) {
-    if (static_cast<unsigned char>(text[at + 1]) < 0xA0) text.replace(at, 2, "?");
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const std::size_t length = lengthOfUnsafe(std::string_view(text).substr(at));
+    if (length > 0) text.replace(at, length, "?");
   }
   return text;
 }

@@ -5,8 +5,9 @@
 
 namespace tools {
 
-// Returns `text` without what harms a terminal or a JSON text: control characters become '?', and
-// so does every byte that is not ASCII unless all is UTF-8.
+// Returns `text` without what harms a terminal, a JSON text or whoever reads it: control characters
+// become '?', those too that turn the order of letters around, and so does every byte that is not
+// ASCII unless all is UTF-8.
 std::string printable(std::string text);
 
 // Returns `text`, cut to at most `limit` bytes between characters of UTF-8, with "..." for the

@@ -10,6 +10,7 @@ import sys
 from urllib.parse import urlsplit
 
 from selenium import webdriver
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
@@ -31,7 +32,7 @@ def is_signed(output):
 
 
 def card(number):
-    path = f"//article[h3[.='Request {number}, pkcs11-tool']]"
+    path = f"//article[h2[.='Request {number}, pkcs11-tool']]"
     return WebDriverWait(browser, 20).until(lambda _: browser.find_element(By.XPATH, path))
 
 
@@ -94,9 +95,14 @@ try:
     assert browser.execute_script("return document.body.scrollWidth <= innerWidth")
     decide(4, "approve")
     assert fourth.wait() == 0 and is_signed("fourth.sig") and third.poll() is None
-    decide(3, "refuse")
+    fifth = start_signing("fifth.sig")
+    card(5)
+    refuse = card(3).find_element(By.CLASS_NAME, "refuse")
+    ActionChains(browser).double_click(refuse).pause(0.2).click().perform()
     third.wait()
     assert not is_signed("third.sig")
+    decide(5, "approve")
+    assert fifth.wait() == 0 and is_signed("fifth.sig")
     wait_for("Request 3, pkcs11-tool, Maria Exemplo (1001): refused")
 finally:
     browser.quit()

@@ -9,5 +9,5 @@ ln -s "$tests/phone.py" .
 run ./phone.py "$page" "./$MODULE" "$ID" ${PICTURE:+"$PICTURE"} ||
   fail "the page is not what it should be"
 stopService
-expectLines service 2 ' request [14]: approved$' "the first and the last should be approved"
+expectLines service 3 ' request [145]: approved$' "the first and the last two should be approved"
 expectLines service 2 ' request [23]: refused$' "the others should be refused"

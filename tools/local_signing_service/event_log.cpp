@@ -66,6 +66,9 @@ void EventLog::tell(const char* subject, std::size_t number, const std::string& 
   const std::string line =
       asJson_ ? jsonLine(subject, number, event, fields) : textLine(subject, number, event, fields);
   const std::lock_guard lock(mutex_);
+  // A disk that was full may have room again.
+  output_.clear();
+  terminal_.clear();
   if (isAsking_) {
     terminal_ << '\n' << std::flush;
   }
@@ -81,6 +84,11 @@ void EventLog::ask(const std::string& question) {
     terminal_ << question_ << std::flush;
     isAsking_ = !question_.empty();
   }
+}
+
+void EventLog::askAgain() {
+  const std::lock_guard lock(mutex_);
+  terminal_ << question_ << std::flush;
 }
 
 }  // namespace localservice

@@ -28,6 +28,9 @@ class EventLog {
   // the place of another it comes with the next event.
   void ask(const std::string& question);
 
+  // Has the question stand on the last line again when a person has ended that.
+  void askAgain();
+
  private:
   std::ostream& output_;
   std::ostream& terminal_;

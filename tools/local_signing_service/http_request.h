@@ -7,7 +7,7 @@
 
 namespace localservice {
 
-constexpr std::size_t MAX_REQUEST_LENGTH = std::size_t{16} << 20;
+constexpr std::size_t MAX_REQUEST_LENGTH = std::size_t{1} << 20;
 
 struct HttpRequest {
   std::string method;

@@ -72,7 +72,7 @@ void lookAtClockEverySecond(asio::steady_timer& timer, localservice::SigningServ
     log.tell("", 0, "phone", {{"page", decideOnPage(service)}});
   }
   if (options.service.approval.mode == Approval::Mode::ASK) {
-    decideOnTerminal(service);
+    decideOnTerminal(service, log);
   }
   log.tell("", 0, "listening",
            {{"address", "https://127.0.0.1:" + std::to_string(listener.port())},

@@ -35,27 +35,28 @@ Number parse(const std::string& option, const std::string& value) {
   return tools::wholeNumber<Number>(option, value);
 }
 
+// A client that goes meanwhile is not noticed.
 std::chrono::milliseconds parseMilliseconds(const std::string& option, const std::string& value) {
-  return std::chrono::milliseconds(parse<std::uint32_t>(option, value));
+  constexpr std::chrono::milliseconds::rep HOUR = 3'600'000;
+  return std::chrono::milliseconds(tools::wholeNumber(option, value, decltype(HOUR){0}, HOUR));
 }
 
 Approval parseApproval(const std::string& option, const std::string& text) {
   constexpr std::string_view AFTER = "after=";
-  if (!text.starts_with(AFTER)) {
-    return {parseChoice<Approval::Mode>(option, text,
-                                        {{"at-once", Approval::Mode::APPROVE},
-                                         {"refuse", Approval::Mode::REFUSE},
-                                         {"wait", Approval::Mode::WAIT},
-                                         {"ask", Approval::Mode::ASK},
-                                         {"phone", Approval::Mode::PHONE}},
-                                        "after=N, after=Ns")};
+  if (text.starts_with(AFTER)) {
+    const bool isTime = text.ends_with('s');
+    const auto number = tools::parseNumber<std::uint32_t>(
+        text.substr(AFTER.size(), text.size() - AFTER.size() - (isTime ? 1 : 0)));
+    if (number && isTime) return {.delay = std::chrono::seconds(*number)};
+    if (number) return {.waitingQueries = *number};
   }
-  std::string value = text.substr(AFTER.size());
-  const bool isTime = value.ends_with('s');
-  value.resize(value.size() - (isTime ? 1 : 0));
-  const auto number = parse<std::uint32_t>(option, value);
-  return isTime ? Approval{.delay = std::chrono::seconds(number)}
-                : Approval{.waitingQueries = number};
+  return {parseChoice<Approval::Mode>(option, text,
+                                      {{"at-once", Approval::Mode::APPROVE},
+                                       {"refuse", Approval::Mode::REFUSE},
+                                       {"wait", Approval::Mode::WAIT},
+                                       {"ask", Approval::Mode::ASK},
+                                       {"phone", Approval::Mode::PHONE}},
+                                      "after=N, after=Ns")};
 }
 
 // Some releases of the library drop blanks at the start of a line.
@@ -89,6 +90,7 @@ std::optional<int> parseOptions(std::vector<std::string> arguments, Options& opt
                  "users/<number>.key; certificates beside the keys name\ntheir holders")
       ->type_name("DIR")
       ->take_last()
+      ->check(CLI::ExistingDirectory)
       ->required();
   add("--port", "N", options.port, parse<std::uint16_t>,
       "Port to listen on (default " + std::to_string(PRODUCTION_PORT) + "); 0 takes any free one");
@@ -115,7 +117,7 @@ std::optional<int> parseOptions(std::vector<std::string> arguments, Options& opt
                "Tell applications that an update is available");
   app.add_flag("--json", options.asJson, "Write each line of the log as a JSON object");
   app.footer("Example: local-signing-service --pki local-pki --approval after=2");
-  return tools::parse(app, std::move(arguments));
+  return tools::parse(app, std::move(arguments), "local-signing-service " ORVIX_VERSION "\n");
 }
 
 }  // namespace localservice

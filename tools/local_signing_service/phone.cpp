@@ -94,6 +94,9 @@ void follow(SigningService& service, Response& response) {
 
 std::string decideOnPage(SigningService& service) {
   const auto server = std::make_shared<httplib::Server>();
+  // Who is slow, or keeps a connection for later, takes a thread too.
+  server->set_read_timeout(1);
+  server->set_keep_alive_timeout(1);
   server->new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
   server->set_default_headers(
       {{"Cache-Control", "no-store"},

@@ -214,8 +214,8 @@ SigningService::Answer SigningService::query(const std::string& text) {
 
 void SigningService::lookAtClockNow() {
   const auto now = now_();
-  const std::set<std::size_t> open = open_;
-  for (const std::size_t number : open) {
+  for (auto at = open_.begin(); at != open_.end();) {
+    const std::size_t number = *at++;
     Filed& filed = orders_[number - 1];
     const auto& delay = options_.approval.delay;
     if (filed.order.verdict == Verdict::WAITING && delay && now >= filed.filed + *delay) {

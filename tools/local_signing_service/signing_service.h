@@ -46,8 +46,8 @@ struct Order {
 };
 
 // The signing service itself: files signature requests under rising numbers and answers queries
-// about them, in memory only. What no query asks about for 60 s has been given up, and so cannot be
-// decided, nor its signature be fetched, any more. Any thread may call it.
+// about them, in memory only. What no query asks about for 60 s before it is fetched has been given
+// up, and so cannot be decided, nor its signature be fetched, any more. Any thread may call it.
 class SigningService {
  public:
   using Clock = std::chrono::steady_clock;

@@ -6,13 +6,16 @@
 
 namespace localservice {
 
-void decideOnTerminal(SigningService& service) {
-  std::thread([&service] {
+void decideOnTerminal(SigningService& service, EventLog& log) {
+  std::thread([&] {
     for (std::string typed; std::getline(std::cin, typed);) {
       if (typed == "y" || typed == "n") {
         service.decide(0, typed == "y");
+      } else {
+        log.askAgain();
       }
     }
+    log.tell("", 0, "refusing", {{"reason", "standard input has ended"}});
     service.refuseAll();
   }).detach();
 }

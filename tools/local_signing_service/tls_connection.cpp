@@ -93,9 +93,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
         asio::buffer(block_), then([this](std::size_t count) {
           request_.append(block_.data(), count);
           const std::size_t length = requestLength(request_).value_or(request_.size() + 1);
-          if (length > MAX_REQUEST_LENGTH) {
-            drop("its request is too long");
-          } else if (request_.size() < length || SSL_pending(tls_.native_handle()) > 0) {
+          // One that is too long is answered as one that is cut.
+          if (length <= MAX_REQUEST_LENGTH &&
+              (request_.size() < length || SSL_pending(tls_.native_handle()) > 0)) {
             read();
           } else {
             reply_ = handler_(request_, number_);
