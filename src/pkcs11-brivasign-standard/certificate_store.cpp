@@ -26,13 +26,17 @@ bool isSettled(const FileStamp& stamp) {
   return nanoseconds(now) - changed > SETTLING_TIME;
 }
 
-// Returns the numbers that the entries of `directory` name. A negative one names no file.
-std::set<std::uint64_t> numbersIn(DIR* directory) {
-  std::set<std::uint64_t> numbers;
+// Returns the numbers that the entries of `directory` name, sorted, each once. A negative one names
+// no file.
+std::vector<std::uint64_t> numbersIn(DIR* directory) {
+  std::vector<std::uint64_t> numbers;
   while (const dirent* const entry = readdir(directory)) {
     const auto id = certificateIdFromName(entry->d_name);
-    if (id && *id >= 0) numbers.insert(widened(*id));
+    if (id && *id >= 0) numbers.push_back(widened(*id));
   }
+  // With the default order, macOS's C++ library would have to have this sorting.
+  std::sort(numbers.begin(), numbers.end(), [](auto left, auto right) { return left < right; });
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   return numbers;
 }
 
@@ -74,7 +78,7 @@ std::vector<CertificatePtr> CertificateStore::list() {
   const DirectoryPtr directory = openCertificateDirectory();
   if (directory == nullptr && errno == ENOMEM) throw OutOfMemory();
   if (directory == nullptr) return {};
-  const std::set<std::uint64_t> numbers = numbersIn(directory.get());
+  const std::vector<std::uint64_t> numbers = numbersIn(directory.get());
   std::vector<CertificatePtr> certificates;
   certificates.reserve(numbers.size());
   for (const std::uint64_t id : numbers) {
@@ -85,10 +89,12 @@ std::vector<CertificatePtr> CertificateStore::list() {
   return certificates;
 }
 
-void CertificateStore::keepOnly(const std::set<std::uint64_t>& numbers) {
+void CertificateStore::keepOnly(const std::vector<std::uint64_t>& numbers) {
   const std::scoped_lock lock(mutex_);
   if (entries_.size() <= numbers.size()) return;
-  std::erase_if(entries_, [&](const auto& entry) { return !numbers.contains(entry.first); });
+  std::erase_if(entries_, [&](const auto& entry) {
+    return !std::binary_search(numbers.begin(), numbers.end(), entry.first);
+  });
 }
 
 }  // namespace brivasign::standard

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <map>
-#include <set>
 #include <vector>
 
 #include "certcache/file_stamp.h"
@@ -30,8 +29,8 @@ class CertificateStore {
     CertificatePtr certificate;
   };
 
-  // Forgets all but `numbers`.
-  void keepOnly(const std::set<std::uint64_t>& numbers);
+  // Forgets all but `numbers`, which are sorted.
+  void keepOnly(const std::vector<std::uint64_t>& numbers);
 
   const KeylessContext context_;
   Mutex mutex_;
