@@ -179,8 +179,8 @@ static bool isOut() {
   errno = ENOMEM;
   return true;
 }
-extern "C" void* __libc_malloc(std::size_t);          // NOLINT(bugprone-reserved*,cert-dcl*)
-extern "C" void* __libc_realloc(void*, std::size_t);  // NOLINT(bugprone-reserved*,cert-dcl*)
+extern "C" void* __libc_malloc(std::size_t);          // NOLINT(bugprone-reserved*)
+extern "C" void* __libc_realloc(void*, std::size_t);  // NOLINT(bugprone-reserved*)
 void* malloc(std::size_t size) noexcept { return isOut() ? nullptr : __libc_malloc(size); }
 void* realloc(void* memory, std::size_t size) noexcept {
   return isOut() ? nullptr : __libc_realloc(memory, size);

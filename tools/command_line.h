@@ -9,12 +9,11 @@
 #include <string>
 #include <system_error>
 
+#include "exit_status.h"
 #include "parse_number.h"
 
 // What our programs add to the library that reads their command lines.
 namespace tools {
-
-constexpr int WRONG_USAGE = 2;
 
 // Writes `text` to standard output. Throws std::system_error when it does not take all of it.
 inline void print(const std::string& text) {

@@ -10,7 +10,7 @@ static bool isConnected;
 
 static bool fails(std::string_view call) { return std::getenv("FAILING_CALL") == call; }
 
-// NOLINTBEGIN(bugprone-macro-parentheses,bugprone-reserved-identifier,cert-dcl*)
+// NOLINTBEGIN(bugprone-macro-parentheses,bugprone-reserved-identifier)
 #define WRAP(result, name, parameters, arguments, condition, failure) \
   extern "C" decltype(name) __real_##name;                            \
   extern "C" result __wrap_##name parameters {                        \

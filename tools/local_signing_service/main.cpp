@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-#include "command_line.h"
+#include "exit_status.h"
 #include "faults.h"
 #include "options.h"
 #include "phone.h"
