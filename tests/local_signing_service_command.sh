@@ -24,6 +24,7 @@ expect 2 "--approval" --pki "$pki" --approval perhaps
 expect 2 "--port" --pki "$pki" --port 70000
 expect 2 "--approval" --pki "$pki" --approval=after=2m
 expect 2 "--stall" --pki "$pki" --stall
+expect 2 "from 0 to 3600000" --pki "$pki" --stall 3600001
 expect 2 "--ending" --pki "$pki" --ending loudly
 expect 2 "nowhere" --pki "$scratch/nowhere"
 expect 2 "server.key" --pki "$scratch/pki"
@@ -39,13 +40,13 @@ grep -q " connection 1: dropped, reason: as asked, by a reset after byte 8$" "$s
 
 mkfifo "$scratch/typed"
 "$service" --pki "$pki" --port "$port" --approval ask <"$scratch/typed" >"$scratch/out" 2>"$scratch/asked" &
-exec {typed}>"$scratch/typed"
+exec 3>"$scratch/typed"
 until grep -q "listening" "$scratch/out"; do sleep 0.05; done
 body='{"certificadoId":1001,"desafio":"ZGF0YQ==","pid":"7","executavel":"app"}'
 printf 'POST /brivasign-api/api/drivers/assinatura HTTP/1.1\r\nContent-Length: %s\r\n\r\n%s' ${#body} \
   "$body" | openssl s_client -quiet -connect "localhost:$port" >/dev/null 2>&1
-printf 'yes\ny\n' >&"$typed"
-exec {typed}>&-
+printf 'yes\ny\n' >&3
+exec 3>&-
 until grep -q " refusing, reason: standard input" "$scratch/out"; do sleep 0.05; done
 kill %1
 wait %1

@@ -35,10 +35,9 @@ Number parse(const std::string& option, const std::string& value) {
   return tools::wholeNumber<Number>(option, value);
 }
 
-// A client that goes meanwhile is not noticed.
+// At most an hour: that a client goes meanwhile is not noticed.
 std::chrono::milliseconds parseMilliseconds(const std::string& option, const std::string& value) {
-  constexpr std::chrono::milliseconds::rep HOUR = 3'600'000;
-  return std::chrono::milliseconds(tools::wholeNumber(option, value, decltype(HOUR){0}, HOUR));
+  return std::chrono::milliseconds(tools::wholeNumber<std::uint32_t>(option, value, 0, 3'600'000));
 }
 
 Approval parseApproval(const std::string& option, const std::string& text) {
