@@ -29,6 +29,7 @@ expect 2 "--ending" --pki "$pki" --ending loudly
 expect 2 "nowhere" --pki "$scratch/nowhere"
 expect 2 "server.key" --pki "$scratch/pki"
 
+: >"$scratch/out"
 "$service" --pki "$pki" --port "$port" --close-after 8 --ending reset >"$scratch/out" &
 until grep -q "listening, address: https://127.0.0.1:$port" "$scratch/out"; do sleep 0.05; done
 expect 2 "stop the program that listens there" --pki "$pki" --port "$port"
@@ -39,6 +40,7 @@ grep -q " connection 1: error 400, line: GET /, reason: .*HTTP" "$scratch/out"
 grep -q " connection 1: dropped, reason: as asked, by a reset after byte 8$" "$scratch/out"
 
 mkfifo "$scratch/typed"
+: >"$scratch/out"
 "$service" --pki "$pki" --port "$port" --approval ask <"$scratch/typed" >"$scratch/out" 2>"$scratch/asked" &
 exec 3>"$scratch/typed"
 until grep -q "listening" "$scratch/out"; do sleep 0.05; done
