@@ -14,6 +14,9 @@ expect() {
   fi
 }
 
+# await TEXT: waits until the service says TEXT.
+await() { until grep -qs -e "$1" "$scratch/out"; do sleep 0.05; done; }
+
 cp -r "$pki" "$scratch/pki"
 rm "$scratch/pki/server.key"
 expect 0 "--approval" --help
@@ -29,9 +32,8 @@ expect 2 "--ending" --pki "$pki" --ending loudly
 expect 2 "nowhere" --pki "$scratch/nowhere"
 expect 2 "server.key" --pki "$scratch/pki"
 
-: >"$scratch/out"
 "$service" --pki "$pki" --port "$port" --close-after 8 --ending reset >"$scratch/out" &
-until grep -q "listening, address: https://127.0.0.1:$port" "$scratch/out"; do sleep 0.05; done
+await "listening, address: https://127.0.0.1:$port"
 expect 2 "stop the program that listens there" --pki "$pki" --port "$port"
 [[ $(openssl s_client -quiet -connect "localhost:$port" 2>&1 <<<$'GET /\r\n\r\n') =~ read:errno=(104|54)$ ]]
 kill %1
@@ -43,20 +45,20 @@ mkfifo "$scratch/typed"
 : >"$scratch/out"
 "$service" --pki "$pki" --port "$port" --approval ask <"$scratch/typed" >"$scratch/out" 2>"$scratch/asked" &
 exec 3>"$scratch/typed"
-until grep -q "listening" "$scratch/out"; do sleep 0.05; done
+await "listening"
 body='{"certificadoId":1001,"desafio":"ZGF0YQ==","pid":"7","executavel":"app"}'
 printf 'POST /brivasign-api/api/drivers/assinatura HTTP/1.1\r\nContent-Length: %s\r\n\r\n%s' ${#body} \
   "$body" | openssl s_client -quiet -connect "localhost:$port" >/dev/null 2>&1
 printf 'yes\ny\n' >&3
 exec 3>&-
-until grep -q " refusing, reason: standard input" "$scratch/out"; do sleep 0.05; done
+await " refusing, reason: standard input"
 kill %1
 wait %1
 [[ $(grep -o 'approve? \[y/n\]' "$scratch/asked" | wc -l) -eq 2 ]]
 grep -q " request 1: approved$" "$scratch/out"
 
 "$service" --pki "$pki" --port "$port" --stall 0 --json >"$scratch/out" &
-until grep -q '"event":"listening"' "$scratch/out"; do sleep 0.05; done
+await '"event":"listening"'
 ! openssl s_client -connect "localhost:$port" >/dev/null 2>&1 </dev/null || exit 1
 kill %1
 wait %1
